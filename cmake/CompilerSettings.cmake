@@ -1,0 +1,22 @@
+# What every target of this tree is compiled with: `orvdb_settings` carries it, privately.
+
+option(ORVDB_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+set(ORVDB_SANITIZER "" CACHE STRING "Value of -fsanitize for every target, or empty")
+
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(orvdb_settings INTERFACE)
+target_compile_options(orvdb_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(ORVDB_WARNINGS_AS_ERRORS)
+  target_compile_options(orvdb_settings INTERFACE -Werror)
+endif()
+if(ORVDB_SANITIZER)
+  target_compile_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER} -fno-sanitize-recover=all
+                                                  -fno-omit-frame-pointer)
+  target_link_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER})
+endif()
