@@ -1,0 +1,33 @@
+#include "server/server_fixture.h"
+
+#include <stdlib.h>
+
+#include <stdexcept>
+
+namespace {
+
+std::filesystem::path makeFolder() {
+  std::string name = std::filesystem::temp_directory_path() / "orvdb-server-test.XXXXXX";
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
+  return name;
+}
+
+}  // namespace
+
+ServerProgramTest::ServerProgramTest() : folder_(makeFolder()) {}
+
+ServerProgramTest::~ServerProgramTest() { std::filesystem::remove_all(folder_); }
+
+Program ServerProgramTest::start(const std::vector<std::string> &arguments) {
+  std::vector<std::string> command{ORVDB_SERVER_PROGRAM};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return {command, folder_ / ("output." + std::to_string(++started_))};
+}
+
+void ServerTest::waitUntilListening(Program &server) {
+  const bool listening = waitUntil([&] {
+    if (!server.isRunning()) throw std::runtime_error("the server has ended:\n" + server.output());
+    return server.output().find("listening on") != std::string::npos;
+  });
+  if (!listening) throw std::runtime_error("the server does not listen");
+}

@@ -1,0 +1,40 @@
+// A notification server for each test, on a socket in a folder of the test's own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "server/server_client.h"
+#include "support/program.h"
+#include "support/wait.h"
+
+// Starts the program; its folder is removed at the end.
+class ServerProgramTest : public testing::Test {
+ protected:
+  ServerProgramTest();
+  ~ServerProgramTest() override;
+
+  Program start(const std::vector<std::string> &arguments);
+  Program startOnSocket() { return start({"--socket", socketPath()}); }
+
+  std::string socketPath() const { return folder_ / "server.sock"; }
+
+ private:
+  std::filesystem::path folder_;
+  int started_ = 0;
+};
+
+// One server is running.
+class ServerTest : public ServerProgramTest {
+ protected:
+  ServerTest() : server_(startOnSocket()) { waitUntilListening(server_); }
+
+  static void waitUntilListening(Program &server);
+
+  ServerClient connectClient() const { return ServerClient(socketPath()); }
+
+  Program server_;
+};
