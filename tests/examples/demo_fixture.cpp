@@ -1,0 +1,83 @@
+#include "examples/demo_fixture.h"
+
+#include <stdlib.h>
+
+#include <fstream>
+#include <stdexcept>
+
+#include "support/wait.h"
+
+namespace {
+
+std::filesystem::path makeFolder() {
+  std::string name = std::filesystem::temp_directory_path() / "orvdb-demo-test.XXXXXX";
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
+  return name;
+}
+
+// Where script/mariadb has written down how the server is reached.
+std::string connectionFile() { return std::getenv("ORVDB_TEST_MARIADB"); }
+
+void waitForOutput(Program &program, const std::string &text) {
+  const bool printed = waitUntil([&] {
+    if (!program.isRunning()) throw std::runtime_error("a program has ended:\n" + program.output());
+    return program.output().find(text) != std::string::npos;
+  });
+  if (!printed) throw std::runtime_error("not printed: " + text);
+}
+
+}  // namespace
+
+DemoTest::DemoTest() : folder_(makeFolder()) {}
+
+DemoTest::~DemoTest() { std::filesystem::remove_all(folder_); }
+
+Program DemoTest::startServer() {
+  Program server({ORVDB_SERVER_PROGRAM}, folder_ / "server.log");
+  waitForOutput(server, "listening on");
+  return server;
+}
+
+Program DemoTest::startWatcher() {
+  Program watcher({ORVDB_WATCHER_PROGRAM, db()}, folder_ / "heard");
+  waitForOutput(watcher, "\n");
+  return watcher;
+}
+
+void DemoTest::load(const std::filesystem::path &usbIds) {
+  const Program server = startServer();
+  Program watcher = startWatcher();
+  Program loader({ORVDB_LOADER_PROGRAM, connectionFile(), db(), usbIds, folder_}, folder_ / "report");
+  ASSERT_EQ(loader.waitForExit(), 0) << loader.output();
+  ASSERT_EQ(watcher.waitForExit(), 0) << watcher.output();
+}
+
+std::filesystem::path DemoTest::writeSmallUsbIds() const {
+  std::ofstream file(folder_ / "usb.ids");
+  for (int vendor = 0x1000; vendor < 0x1064; ++vendor) {
+    file << std::hex << vendor << "  Vendor " << vendor << '\n';
+    file << "\t0001  First device of " << vendor << "\n\t0002  Second device\n";
+  }
+  return folder_ / "usb.ids";
+}
+
+bool DemoTest::check() {
+  Program checker({ORVDB_CHECKER_PROGRAM, connectionFile(), db(), folder_, folder_ / "heard"}, folder_ / "verdict");
+  return checker.waitForExit() == 0;
+}
+
+std::vector<std::string> DemoTest::log() const {
+  std::ifstream file(folder_ / "heard");
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+void DemoTest::replaceLog(const std::vector<std::string> &lines) const {
+  std::ofstream file(folder_ / "heard");
+  for (const std::string &line : lines) {
+    file << line << '\n';
+  }
+}

@@ -1,0 +1,34 @@
+// The demo's programs on a database of the test's own, with a notification server.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/database.h"
+#include "support/program.h"
+
+class DemoTest : public DatabaseTest {
+ protected:
+  DemoTest();
+  ~DemoTest() override;
+
+  Program startServer();
+  // The watcher has registered when this returns.
+  Program startWatcher();
+
+  // Loads `usbIds` with a watcher beside it, whose log is log() afterwards.
+  void load(const std::filesystem::path &usbIds);
+  // An ID database with enough rows for every kind of change.
+  std::filesystem::path writeSmallUsbIds() const;
+
+  // Whether the checker finds that log and database are what was written. What it says goes to verdict().
+  bool check();
+  std::string verdict() const { return readFile(folder_ / "verdict"); }
+
+  std::vector<std::string> log() const;
+  void replaceLog(const std::vector<std::string> &lines) const;
+
+ private:
+  std::filesystem::path folder_;
+};
