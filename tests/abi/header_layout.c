@@ -1,0 +1,2 @@
+/* The checks are in the header. */
+#include "header_layout.h"
