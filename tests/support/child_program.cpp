@@ -85,7 +85,9 @@ ChildProgram::ChildProgram(const RegisteredProgram &program, const ProgramArgume
 
 ChildProgram::ChildProgram(const RegisteredProgram &program, const ProgramArguments &arguments,
                            const Setting &setting) {
-  std::vector<std::string> command = wrapperWords();
+  std::vector<std::string> command = setting.launcher;
+  for (const std::string &word : wrapperWords())
+    command.push_back(word);
   command.push_back(executableNamed(setting.executableName));
   command.emplace_back(kChildProgramOption);
   command.push_back(program.name());
@@ -156,7 +158,7 @@ void ChildProgram::kill(int signal) {
 }
 
 Ending runAs(const std::string &executableName, const RegisteredProgram &program, const ProgramArguments &arguments) {
-  ChildProgram child(program, arguments, {executableName, {}});
+  ChildProgram child(program, arguments, {executableName, {}, {}});
   const Ending ending = child.wait();
   std::cout << child.output() << std::flush;
   return ending;
@@ -169,6 +171,7 @@ Ending run(const RegisteredProgram &program, const ProgramArguments &arguments) 
 bool isChildProgram(int argc, char **argv) { return argc >= 3 && std::strcmp(argv[1], kChildProgramOption) == 0; }
 
 int childProgramMain(int argc, char **argv) {
+  ::testing::InitGoogleTest();
   const auto found = programs().find(argv[2]);
   if (found == programs().end()) throw std::logic_error("no child program is named " + std::string(argv[2]));
   const int status = found->second(ProgramArguments(argv + 3, argv + argc));

@@ -65,6 +65,8 @@ class ChildProgram {
     std::string executableName;
     // "NAME=value", over those of this process.
     std::vector<std::string> environment;
+    // Words before the child's command.
+    std::vector<std::string> launcher;
   };
 
   explicit ChildProgram(const RegisteredProgram &program, const ProgramArguments &arguments = {});

@@ -33,6 +33,8 @@
 #include <system_error>
 #include <vector>
 
+#include "support/private_root.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -147,13 +149,14 @@ void replaceDev() {
 }
 
 // The machine's own entries are reached through links, those that are links already as they are: their relative
-// targets stay right in the new folder. Needs the fresh /tmp as a stopover.
+// targets stay right in the new folder. Needs the fresh /tmp as a stopover. Within another private root the machine's
+// entries are where that one keeps them.
 void replaceEtc() {
   const fs::path stopover = "/tmp/etc";
+  const fs::path hidden = kMachinesEtc;
   fs::create_directory(stopover);
-  bind("/etc", stopover);
+  bind(fs::exists(hidden) ? hidden : "/etc", stopover);
   mountFresh("/etc", "755");
-  const fs::path hidden = "/etc/.machine";
   fs::create_directory(hidden);
   mountOn(stopover.c_str(), hidden, nullptr, MS_MOVE, nullptr);
   fs::remove(stopover);
@@ -177,8 +180,10 @@ void keep(const Folder &folder, const fs::path &canonical) {
   }
 }
 
+// The folders are opened inside the namespace: what is opened outside belongs to the mounts there and cannot be bound.
 void enterPrivateRoot(const Options &options) {
   const fs::path workingFolder = fs::current_path();
+  enterNamespace();
   const Folder machinesTmp("/tmp");
   std::vector<std::pair<Folder, fs::path>> kept;
   for (const fs::path &path : options.kept) {
@@ -186,7 +191,6 @@ void enterPrivateRoot(const Options &options) {
     if (machinesTmp.isAt(path)) throw std::invalid_argument("/tmp itself cannot be kept");
   }
 
-  enterNamespace();
   mountFresh("/tmp", "1777");
   replaceDev();
   replaceEtc();

@@ -22,12 +22,12 @@ class FailOnSkip : public ::testing::EmptyTestEventListener {
 }  // namespace
 
 int main(int argc, char **argv) {
-  ::testing::InitGoogleTest(&argc, argv);
   if (!inPrivateRoot()) {
     std::cerr << argv[0] << ": runs only under private_root, since it must not meet a live notification server\n";
     return 1;
   }
   if (isChildProgram(argc, argv)) return childProgramMain(argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
   ::testing::UnitTest::GetInstance()->listeners().Append(new FailOnSkip);
   return RUN_ALL_TESTS();
 }
