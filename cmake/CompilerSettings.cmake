@@ -17,6 +17,8 @@ if(ORVDB_WARNINGS_AS_ERRORS)
 endif()
 if(ORVDB_SANITIZER)
   target_compile_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER} -fno-sanitize-recover=all
-                                                  -fno-omit-frame-pointer)
+                                                  -fno-omit-frame-pointer
+                                                  # GCC warns of what the instrumentation itself brings in.
+                                                  -Wno-maybe-uninitialized)
   target_link_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER})
 endif()
