@@ -3,8 +3,8 @@
 
 #include <stdexcept>
 
+#include "child_name.h"
 #include "core/connection.h"
-#include "support/child_program.h"
 #include "support/system_log.h"
 #include "writing_test.h"
 
@@ -176,14 +176,14 @@ TEST_F(ChangeReportLog, HasALineForANullHandle) {
 }
 
 TEST_F(ChangeReportLog, HasALineForAHandleThatIsNotRegistered) {
-  ChildProgram child(ReportsForAnUnregisteredHandle, {db()}, {"QZ_x", {}});
+  ChildProgram child(ReportsForAnUnregisteredHandle, {db()}, named("QZ_x"));
   EXPECT_EQ(child.wait(), exited(0)) << child.output();
   EXPECT_EQ(log_.texts(), std::vector<std::string>{"[DBAPI] report_change:db.empty, db_handle=" + child.output() +
                                                    ",table=t,action=4,rowId=77"});
 }
 
 TEST_F(ChangeReportLog, HasALineForAHandleOpenedWithAnEmptyDatabaseName) {
-  ChildProgram child(ReportsForAHandleWithoutADatabase, {}, {"QZ_x", {}});
+  ChildProgram child(ReportsForAHandleWithoutADatabase, {}, named("QZ_x"));
   EXPECT_EQ(child.wait(), exited(0)) << child.output();
   EXPECT_EQ(log_.texts(), std::vector<std::string>{"[DBAPI] report_change:db.empty, db_handle=" + child.output() +
                                                    ",table=t,action=1,rowId=5"});
