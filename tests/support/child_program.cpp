@@ -50,10 +50,18 @@ std::vector<std::string> wrapperWords() {
   return {std::istream_iterator<std::string>(words), {}};
 }
 
-std::vector<std::string> currentEnvironment() {
-  std::vector<std::string> all;
+std::string nameOf(const std::string &assignment) { return assignment.substr(0, assignment.find('=')); }
+
+// This process's environment with the given variables in place of those of the same name.
+std::vector<std::string> environmentWith(const std::vector<std::string> &assignments) {
+  std::map<std::string, std::string> byName;
   for (char **entry = environ; *entry != nullptr; ++entry)
-    all.emplace_back(*entry);
+    byName[nameOf(*entry)] = *entry;
+  for (const std::string &assignment : assignments)
+    byName[nameOf(assignment)] = assignment;
+  std::vector<std::string> all;
+  for (const auto &[name, assignment] : byName)
+    all.push_back(assignment);
   return all;
 }
 
@@ -92,10 +100,7 @@ ChildProgram::ChildProgram(const RegisteredProgram &program, const ProgramArgume
   command.emplace_back(kChildProgramOption);
   command.push_back(program.name());
   command.insert(command.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> environment = setting.environment;
-  for (const std::string &entry : currentEnvironment())
-    environment.push_back(entry);
-  start(command, environment);
+  start(command, environmentWith(setting.environment));
 }
 
 // The output goes to a file in memory: a child that writes much does not block, and one that outlives its parent holds

@@ -21,7 +21,8 @@ enum class PeerCommand : std::uint8_t {
 
 enum class PeerLimit : std::uint8_t { none, thenStopReading, thenClose };
 
-struct PeerCommandHeader {
+// Packed: no byte of a packet is left to chance.
+struct [[gnu::packed]] PeerCommandHeader {
   PeerCommand command;
   std::uint8_t mode;
   std::int32_t connection;
@@ -35,7 +36,7 @@ enum class PeerEvent : std::uint8_t {
   closed,     // connection, by the other side; bytes: what came after the last whole record
 };
 
-struct PeerEventHeader {
+struct [[gnu::packed]] PeerEventHeader {
   PeerEvent event;
   std::int32_t connection;
   std::uint64_t number;
