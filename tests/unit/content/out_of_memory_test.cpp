@@ -1,0 +1,154 @@
+// What happens when memory runs out: operator new of this executable fails on demand, on the thread that asked for it.
+#include <cstdlib>
+#include <new>
+
+#include "child_connection.h"
+#include "content/content_values.h"
+#include "support/system_log.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+constexpr int kNoLimit = -1;
+thread_local int t_allocationsLeft = kNoLimit;
+
+void *allocate(std::size_t size) noexcept {
+  if (t_allocationsLeft == 0) return nullptr;
+  if (t_allocationsLeft > 0) --t_allocationsLeft;
+  return std::malloc(size != 0 ? size : 1);
+}
+
+void *allocateOrThrow(std::size_t size) {
+  void *memory = allocate(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+// Calls with no more than that many allocations granted.
+template <class Call>
+auto withAllocations(int count, Call call) {
+  struct Limit {
+    explicit Limit(int granted) { t_allocationsLeft = granted; }
+    ~Limit() { t_allocationsLeft = kNoLimit; }
+  } limit(count);
+  return call();
+}
+
+}  // namespace
+
+void *operator new(std::size_t size) { return allocateOrThrow(size); }
+void *operator new[](std::size_t size) { return allocateOrThrow(size); }
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept { return allocate(size); }
+void *operator new[](std::size_t size, const std::nothrow_t &) noexcept { return allocate(size); }
+void operator delete(void *memory) noexcept { std::free(memory); }
+void operator delete[](void *memory) noexcept { std::free(memory); }
+void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void *memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void *memory, const std::nothrow_t &) noexcept { std::free(memory); }
+void operator delete[](void *memory, const std::nothrow_t &) noexcept { std::free(memory); }
+
+namespace {
+
+class OutOfMemory : public TableTest {
+ public:
+  OutOfMemory() { sql("CREATE TABLE Firmwares (_id INT PRIMARY KEY AUTO_INCREMENT, a INT UNIQUE, b VARCHAR(100))"); }
+
+  // Repeats a write with ever more memory until it is announced. At first it returns 4 and nothing is done; then it is
+  // done and returns 0, even if memory does not suffice for the announcement. The handle stays of use throughout.
+  template <class Write>
+  void writeWithEverMoreMemory(Write write, const std::string &isDone, const PeerRecord &announcement) {
+    int failures = 0;
+    for (int allocations = 0; allocations < 1000; ++allocations) {
+      sql("DELETE FROM Firmwares");
+      sql("INSERT INTO Firmwares VALUES (1, 1, 'old')");
+      unsigned long long affected = 77;
+      const int status = withAllocations(allocations, [&] { return write(&affected); });
+      const bool done = status == ORV_DB_OK;
+      ASSERT_TRUE(done || status == ORV_DB_NO_MEMORY) << status << errorText();
+      ASSERT_EQ(affected, done ? 1U : 0U);
+      ASSERT_EQ(admin().value(isDone), done ? "1" : "0");
+      ASSERT_EQ(orv_db_test_connection(handle()), ORV_DB_OK);
+      if (!done) ++failures;
+      const std::vector<PeerRecord> heard = announced();
+      if (heard.empty()) continue;
+      EXPECT_TRUE(done);
+      EXPECT_THAT(heard, ElementsAre(announcement));
+      EXPECT_GT(failures, 0);
+      return;
+    }
+    FAIL() << "the write is never announced";
+  }
+};
+
+// Longer than what a string holds without an allocation.
+constexpr char kLongText[] = "a text that is longer than what a string holds without an allocation";
+
+}  // namespace
+
+TEST_F(OutOfMemory, AnInsertReturns4AndDoesNothingOr0AndIsDone) {
+  const Content content = Content().with("_id", 5).with("a", 5).with("b", kLongText);
+  writeWithEverMoreMemory(
+      [&](unsigned long long *affected) { return orv_db_insert(handle(), "Firmwares", content, affected, nullptr); },
+      "SELECT COUNT(*) FROM Firmwares WHERE a=5", inserted("Firmwares", 5));
+}
+
+TEST_F(OutOfMemory, AnUpdateReturns4AndDoesNothingOr0AndIsDone) {
+  const Content content = Content().with("a", 5).with("b", kLongText);
+  const _orv_db_param_t param = intParam(1);
+  writeWithEverMoreMemory(
+      [&](unsigned long long *affected) {
+        return orv_db_update(handle(), "Firmwares", content, "_id=?", &param, 1, affected);
+      },
+      "SELECT COUNT(*) FROM Firmwares WHERE a=5", updated("Firmwares", 1));
+}
+
+TEST_F(OutOfMemory, ADeleteReturns4AndDoesNothingOr0AndIsDone) {
+  const _orv_db_param_t param = intParam(1);
+  writeWithEverMoreMemory(
+      [&](unsigned long long *affected) {
+        return orv_db_delete(handle(), "Firmwares", "_id=? AND b <> 'a rather long text'", &param, 1, affected);
+      },
+      "SELECT COUNT(*)=0 FROM Firmwares", deleted("Firmwares"));
+}
+
+CHILD_PROGRAM(InsertsWithEverMoreMemoryUntilItIsDone) {
+  const Handle handle = connect(arguments);
+  const Content content = Content().with("a", 5);
+  int status = ORV_DB_NO_MEMORY;
+  for (int allocations = 0; status == ORV_DB_NO_MEMORY; ++allocations) {
+    status = withAllocations(allocations, [&] { return orv_db_insert(handle.get(), "t", content, nullptr, nullptr); });
+  }
+  return status;
+}
+
+TEST_F(OutOfMemory, AWriteThatIsDoneButCannotBeAnnouncedReturns0AndLogsOneLine) {
+  sql("CREATE TABLE t (_id INT PRIMARY KEY AUTO_INCREMENT, a INT)");
+  SystemLog log;
+  ASSERT_EQ(runAs("QZ_content", InsertsWithEverMoreMemoryUntilItIsDone, connectionArguments(*this)), exited(0));
+  EXPECT_EQ(rows("SELECT a FROM t"), (std::vector<Row>{{"5"}}));
+  EXPECT_THAT(log.texts(), ElementsAre(::testing::MatchesRegex("\\[DBAPI\\] report_change:out of memory, "
+                                                               "db_handle=0x[0-9a-f]+,table=t,action=1,rowId=1")));
+  EXPECT_THAT(announced(), ::testing::IsEmpty());
+  ASSERT_EQ(orv_db_insert(handle(), "t", Content().with("a", 6), nullptr, nullptr), ORV_DB_OK);
+  EXPECT_THAT(announced(), ElementsAre(inserted("t", 2)));
+}
+
+TEST(OutOfMemoryContent, GetLetsTheExceptionPass) {
+  EXPECT_THROW(withAllocations(0, orv_db_get_content_values), std::bad_alloc);
+}
+
+TEST(OutOfMemoryContent, PutLetsTheExceptionPassAndChangesNothing) {
+  const Content content = Content().with("a", 1);
+  int failures = 0;
+  const auto put = [&] { return orv_db_content_put_text(content, "b", kLongText); };
+  for (bool stored = false; !stored; ++failures) {
+    ASSERT_EQ(static_cast<_orv_db_content_values_t *>(content)->values.size(), 1U);
+    try {
+      stored = withAllocations(failures, put) == ORV_DB_OK;
+    } catch (const std::bad_alloc &) {
+    }
+  }
+  EXPECT_GT(failures, 1);
+  EXPECT_EQ(static_cast<_orv_db_content_values_t *>(content)->values.size(), 2U);
+}
