@@ -7,13 +7,12 @@ namespace {
 std::string insertText(const char *table, const _orv_db_content_values_t &content, value_writer write) {
   std::string columns;
   std::string values;
+  const char *separator = "";
   for (const auto &[column, value] : content.values) {
-    if (!columns.empty()) {
-      columns += ',';
-      values += ',';
-    }
-    columns += column;
+    columns.append(separator).append(column);
+    values += separator;
     write(values, value);
+    separator = ",";
   }
   return std::string("INSERT INTO ") + table + "(" + columns + ") VALUES (" + values + ")";
 }

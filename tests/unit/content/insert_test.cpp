@@ -58,6 +58,11 @@ TEST_F(Insert, RunsAStatementWithOnePlaceholderPerColumnInByteOrder) {
               ElementsAre("INSERT INTO t(a,b) VALUES (?,?)", "INSERT INTO other(A,a,b) VALUES (?,?,?)"));
 }
 
+TEST_F(Insert, SeparatesAnEmptyColumnNameFromTheNextOne) {
+  EXPECT_EQ(insert("t", Content().with("", 1).with("a", 2)), ORV_DB_ERROR);
+  EXPECT_THAT(preparedTexts(), ElementsAre("INSERT INTO t(,a) VALUES (?,?)"));
+}
+
 TEST_F(Insert, TakesNamesThatTheCallerHasQuoted) {
   sql("CREATE TABLE `odd name` (`group` INT)");
   EXPECT_EQ(insert("`odd name`", Content().with("`group`", 5)), ORV_DB_OK) << errorText();
