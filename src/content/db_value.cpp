@@ -25,6 +25,8 @@ db_value::db_value(_orv_db_type_t type, const void *bytes, std::size_t length)
 
 _orv_db_param_t db_value::toParam() const {
   _orv_db_param_t param{};
+  if (m_type < ORV_DB_TYPE_CHAR || m_type > ORV_DB_TYPE_BLOB) return param;  // SQL NULL
+  param.type = static_cast<_orv_db_type_t>(m_type);
   param.is_unsigned = m_isUnsigned ? 1 : 0;
   switch (m_type) {
     case ORV_DB_TYPE_TEXT:
@@ -35,7 +37,6 @@ _orv_db_param_t db_value::toParam() const {
     default:
       param.value = m_value;
   }
-  param.type = static_cast<_orv_db_type_t>(m_type);
   return param;
 }
 

@@ -144,6 +144,10 @@ TEST(Parameter, OfNullHasTypeZero) {
   EXPECT_EQ(param.is_unsigned, 0);
 }
 
+TEST(Parameter, OfAnyOtherTypeHasTypeZero) {
+  EXPECT_EQ(static_cast<int>(db_value(ORV_DB_TYPE_UNKNOWN, "x", 1).toParam().type), 0);
+}
+
 TEST(Parameter, OfAnIntegerCarriesItsTypeItsValueAndItsSign) {
   const auto check = [](const Content &content, int type, bool isUnsigned, long long value, std::size_t width) {
     const _orv_db_param_t param = valueOf(content).toParam();
