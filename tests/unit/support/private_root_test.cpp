@@ -32,7 +32,8 @@ const std::string kLauncher = ORVDB_PRIVATE_ROOT;
 constexpr int kCannotIsolate = 125;
 constexpr int kCannotRun = 127;
 
-ShellOutcome launch(const std::string &rest) { return shell(inQuotes(kLauncher) + " " + rest); }
+// From the root folder, because the build tree may be one of the things that are hidden.
+ShellOutcome launch(const std::string &rest) { return shell("cd / && " + inQuotes(kLauncher) + " " + rest); }
 
 void write(const fs::path &path, const std::string &text) { std::ofstream(path) << text; }
 
@@ -86,7 +87,8 @@ TEST_F(PrivateRoot, WorkingFolderIsNoWayBackToTheMachinesTmp) {
   NotificationPeer live;
   const std::string inTmp = "cd /tmp && exec \"$@\"";
   ASSERT_EQ(connectThrough({"sh", "-c", inTmp, "sh"}, "orvdb_server.sock"), exited(0));
-  EXPECT_EQ(connectThrough({"sh", "-c", inTmp, "sh", kLauncher}, "orvdb_server.sock"), exited(ENOENT));
+  EXPECT_EQ(connectThrough({"sh", "-c", inTmp, "sh", kLauncher, "--keep", fs::current_path()}, "orvdb_server.sock"),
+            exited(ENOENT));
   EXPECT_EQ(live.connectionCount(), 1);
 }
 
