@@ -169,8 +169,19 @@ TEST_F(MariadbScript, TwoServersRunSideBySide) {
 }
 
 TEST_F(MariadbScript, RunningServerKeepsItsFolder) {
+  ChildProgram other(Waits);
   ASSERT_EQ(start(), (ShellOutcome{0, ""}));
-  EXPECT_EQ(start(), (ShellOutcome{1, "script/mariadb: a server runs in /tmp/server already\n"}));
+  for (const std::string &owner : {std::string(), "--with " + std::to_string(other.pid())}) {
+    EXPECT_EQ(start(owner), (ShellOutcome{1, "script/mariadb: a server runs in /tmp/server already\n"}));
+  }
+  EXPECT_EQ(queryOverTcp("SELECT 1"), (ShellOutcome{0, "1\n"}));
+}
+
+TEST_F(MariadbScript, StartedAgainForTheSameOwnerItIsLeftAsItIs) {
+  ASSERT_EQ(start(), (ShellOutcome{0, ""}));
+  const pid_t server = serverPid();
+  EXPECT_EQ(start(), (ShellOutcome{0, ""}));
+  EXPECT_EQ(serverPid(), server);
   EXPECT_EQ(queryOverTcp("SELECT 1"), (ShellOutcome{0, "1\n"}));
 }
 
