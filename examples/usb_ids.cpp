@@ -17,7 +17,7 @@ std::optional<std::string> convertToUtf8(std::string text, const char *charset) 
   char *to = converted.data();
   std::size_t unread = text.size();
   std::size_t room = converted.size();
-  const iconv_t converter = iconv_open("UTF-8", charset);
+  iconv_t converter = iconv_open("UTF-8", charset);
   const std::size_t status = iconv(converter, &from, &unread, &to, &room);
   iconv_close(converter);
   if (status == static_cast<std::size_t>(-1)) return std::nullopt;

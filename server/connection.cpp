@@ -11,10 +11,10 @@ namespace {
 constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
 
 // One turn at most of a busy sender, so that it delays the others by a bounded time.
-constexpr std::size_t kReadSize = 64 * 1024;
+constexpr std::size_t kReadSize = std::size_t{64} * 1024;
 
 // Some 7,400 changes: time enough for a client that is busy for a moment, and an end to one that has stopped reading.
-constexpr std::size_t kUnsentLimit = 1024 * 1024;
+constexpr std::size_t kUnsentLimit = std::size_t{1024} * 1024;
 
 }  // namespace
 
