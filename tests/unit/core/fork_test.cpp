@@ -1,0 +1,174 @@
+// The library around fork().
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+#include "child_name.h"
+#include "core/locks.h"
+#include "core/log.h"
+#include "in_child.h"
+#include "support/system_log.h"
+#include "writing_test.h"
+
+namespace {
+
+template <class Lock>
+bool isFree(Lock *lock) {
+  if (!lock->tryLock()) return false;
+  lock->unlock();
+  return true;
+}
+
+bool allLocksAreFree() {
+  return isFree(s_pOpenMutex) && isFree(s_pConnInfoLock) && isFree(s_pRawSetPoolMutex) && isFree(s_pStmtSetPoolMutex) &&
+         isFree(s_pLogMutex);
+}
+
+struct LockAddresses {
+  const void *open = s_pOpenMutex;
+  const void *connections = s_pConnInfoLock;
+  const void *rawSets = s_pRawSetPoolMutex;
+  const void *stmtSets = s_pStmtSetPoolMutex;
+  const void *log = s_pLogMutex;
+};
+
+// Opens a handle of its own and writes with it.
+int openAndInsert(const std::string &db, const char *table) {
+  const Handle handle = openHandle(db);
+  if (!handle) return 1;
+  return insertRow(handle, table, 1) == 0 ? 0 : 2;
+}
+
+class Fork : public WritingTest {
+ protected:
+  std::string name_ = db();
+};
+
+// Threads that log without end, and children that log one line each.
+CHILD_PROGRAM(LogsFromThreadsAndChildren) {
+  std::atomic<bool> enough{false};
+  std::vector<std::thread> threads(3);
+  for (std::thread &thread : threads) {
+    thread = std::thread([&enough] {
+      while (!enough)
+        db_api_log("of a thread");
+    });
+  }
+  for (int i = 0; i < 50; ++i) {
+    const auto child = [] {
+      db_api_log("of a child");
+      return 0;
+    };
+    EXPECT_EQ(inChild(child), exited(0));
+  }
+  enough = true;
+  for (std::thread &thread : threads)
+    thread.join();
+  db_api_log("the end");
+  return 0;
+}
+
+}  // namespace
+
+TEST_F(Fork, GivesTheChildFreshLocks) {
+  const LockAddresses parents;
+  const auto child = [&parents] {
+    const LockAddresses own;
+    const bool fresh = own.open != parents.open && own.connections != parents.connections &&
+                       own.rawSets != parents.rawSets && own.stmtSets != parents.stmtSets && own.log != parents.log;
+    return fresh && allLocksAreFree() ? 0 : 1;
+  };
+  EXPECT_EQ(inChild(child), exited(0));
+}
+
+TEST_F(Fork, LeavesTheParentItsLocksAndReleasesThem) {
+  const LockAddresses before;
+  EXPECT_EQ(inChild([] { return 0; }), exited(0));
+  const LockAddresses after;
+  EXPECT_EQ(after.open, before.open);
+  EXPECT_EQ(after.connections, before.connections);
+  EXPECT_EQ(after.rawSets, before.rawSets);
+  EXPECT_EQ(after.stmtSets, before.stmtSets);
+  EXPECT_EQ(after.log, before.log);
+  EXPECT_TRUE(allLocksAreFree());
+}
+
+TEST_F(Fork, LetsTheChildOpenAtOnceAlthoughAnotherThreadHeldTheRegistry) {
+  std::atomic<bool> held{false};
+  std::thread other([&held] {
+    const write_guard holding(s_pConnInfoLock);
+    held = true;
+    // Only a fork under way has taken this one.
+    EXPECT_TRUE(waitUntil([] { return !isFree(s_pOpenMutex); }));
+  });
+  EXPECT_TRUE(waitUntil([&] { return held.load(); }));
+  EXPECT_EQ(inChild([this] { return openAndInsert(name_, "t"); }), exited(0));
+  other.join();
+  EXPECT_EQ(rowCount("t"), "1");
+}
+
+TEST_F(Fork, GivesTheChildItsOwnConnectionToTheNotificationServer) {
+  EXPECT_EQ(inChild([this] { return openAndInsert(name_, "t"); }), exited(0));
+  EXPECT_EQ(insertRow(handle_, "u", 1), 0);
+  const PeerRecord childs{1, changeRecord(name_, "t", ORV_DB_ACTION_INSERT, 1)};
+  EXPECT_THAT(peer_.remainingRecords(), testing::UnorderedElementsAre(childs, announced("u", ORV_DB_ACTION_INSERT, 1)));
+  EXPECT_EQ(peer_.connectionCount(), 2);
+}
+
+TEST_F(Fork, WithoutAServerLetsTheChildConnectAtItsFirstAnnouncement) {
+  peer_.stopListening();
+  int ends[2];
+  char step = 0;
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  const UniqueFd parents(ends[0]);
+  UniqueFd childs(ends[1]);
+  const pid_t child = startChild([&] {
+    if (orv_db_notify_change("d", "t", ORV_DB_ACTION_INSERT, 1) != ORV_DB_GONE) return 1;
+    if (write(childs.get(), &step, 1) != 1 || read(childs.get(), &step, 1) != 1) return 2;
+    return orv_db_notify_change("d", "t", ORV_DB_ACTION_INSERT, 2);
+  });
+  childs.reset();
+  ASSERT_EQ(read(parents.get(), &step, 1), 1) << waitFor(child);
+  peer_.restart();
+  ASSERT_EQ(write(parents.get(), &step, 1), 1);
+  EXPECT_EQ(waitFor(child), exited(0));
+  const std::vector<PeerRecord> records = peer_.remainingRecords();
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].bytes, changeRecord("d", "t", ORV_DB_ACTION_INSERT, 2));
+}
+
+TEST_F(Fork, WorksAtAnyMomentOfOtherThreadsWork) {
+  std::atomic<bool> enough{false};
+  std::vector<std::thread> threads;
+  threads.emplace_back([&] {
+    while (!enough)
+      EXPECT_TRUE(openHandle(name_)) << orv_db_get_error_str();
+  });
+  threads.emplace_back([&] {
+    while (!enough)
+      EXPECT_EQ(insertRow(handle_, "t", 1), 0);
+  });
+  threads.emplace_back([&] {
+    const Handle handle = openHandle(name_);
+    while (!enough)
+      EXPECT_EQ(rawValue(handle, "SELECT 1"), "1");
+  });
+  for (int i = 0; i < 20; ++i)
+    EXPECT_EQ(inChild([this] { return openAndInsert(name_, "u"); }), exited(0));
+  enough = true;
+  for (std::thread &thread : threads)
+    thread.join();
+  EXPECT_EQ(rowCount("u"), "20");
+}
+
+TEST(ForkOfALoggingProcess, LeavesTheChildAbleToLog) {
+  SystemLog log;
+  ChildProgram program(LogsFromThreadsAndChildren, {}, named("QZ_x"));
+  log.waitForLine("the end");
+  EXPECT_EQ(program.wait(), exited(0)) << program.output();
+  const std::vector<std::string> texts = log.texts();
+  EXPECT_EQ(std::count(texts.begin(), texts.end(), "[DBAPI] of a child"), 50);
+}
