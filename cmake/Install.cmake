@@ -11,5 +11,8 @@ install(EXPORT orvdb_client NAMESPACE orvdb:: FILE orvdb_client-config.cmake DES
 write_basic_package_version_file(orvdb_client-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvdb_client-config-version.cmake DESTINATION ${package_dir})
 
+# Like the CMake package, the file finds the rest from where it lies.
+set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pc_to_prefix /${pc_dir} /)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/orvdb_client.pc.in orvdb_client.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvdb_client.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/orvdb_client.pc DESTINATION ${pc_dir})
