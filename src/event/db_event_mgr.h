@@ -90,7 +90,7 @@ class db_event_mgr {
 
   // Life.
   void createLocks();
-  bool isUp() const { return m_running && !s_bMainThreadQuiting; }
+  static bool isUp() { return m_running && !s_bMainThreadQuiting; }
   void startThread();
   void reset();
   bool signalThread();

@@ -70,8 +70,8 @@ int bindAndExecute(MYSQL_STMT *stmt, const _orv_db_param_t *params, unsigned int
   if (binds == nullptr) return CR_OUT_OF_MEMORY;
   for (unsigned int i = 0; i < count; ++i)
     bindParam(params[i], binds[i]);
-  const int code = mysql_stmt_bind_param(stmt, binds.get());
-  return withText(stmt, code != 0 ? code : mysql_stmt_execute(stmt));
+  const int refused = withText(stmt, mysql_stmt_bind_param(stmt, binds.get()));
+  return refused != 0 ? refused : withText(stmt, mysql_stmt_execute(stmt));
 }
 
 }  // namespace
