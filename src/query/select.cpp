@@ -1,6 +1,9 @@
 #include "query/select.h"
 
+#include <errmsg.h>
 #include <orvdb_client.h>
+
+#include <new>
 
 #include "core/last_error.h"
 #include "core/status.h"
@@ -10,7 +13,7 @@
 
 namespace {
 
-int storeRows(MYSQL_STMT *stmt, ResultSetInfo **result) {
+int storeRows(MYSQL_STMT *stmt, ResultSetInfo **result) try {
   StmtSetInfo *set = allocStmtSetInfo();
   const int code = set->initialize(stmt);
   if (code == 0) {
@@ -19,6 +22,8 @@ int storeRows(MYSQL_STMT *stmt, ResultSetInfo **result) {
     freeStmtSetInfo(set);
   }
   return code;
+} catch (const std::bad_alloc &) {
+  return CR_OUT_OF_MEMORY;
 }
 
 int runSelect(_orv_db_handle_t *handle, const std::string &sql, const _orv_db_param_t *params, unsigned int count,
