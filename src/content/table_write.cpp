@@ -14,7 +14,8 @@ void writePlaceholder(std::string &text, const db_value &) { text += '?'; }
 
 void writeLiteral(std::string &text, const db_value &value) {
   std::ostringstream literal;
-  literal.imbue(std::locale::classic());  // whatever the application has chosen
+  literal.imbue(std::locale::classic());      // whatever the application has chosen
+  literal.exceptions(std::ios_base::badbit);  // or a lack of memory would only cut the text
   literal << value;
   text += literal.str();
 }

@@ -57,7 +57,7 @@ bool readRowId(MYSQL_STMT *stmt, unsigned long long *rowId) {
 // The id of the first matching row, or kUnknownRow. Everything from the run to the release of the rows goes on under
 // one hold of the handle's lock, since other threads may be writing through the same handle. The rows are not taken
 // from the pool: its lock comes before that of a handle.
-unsigned long long get_row_id(_orv_db_handle_t *handle, const char *table, const row_filter &filter) {
+unsigned long long get_row_id(_orv_db_handle_t *handle, const char *table, const row_filter &filter) try {
   const std::string sql = selectText(table, kRowIdColumn, 1, filter.where, nullptr);
   const mutex_guard looking(&handle->lock);
   MYSQL_STMT *stmt = nullptr;
@@ -65,6 +65,8 @@ unsigned long long get_row_id(_orv_db_handle_t *handle, const char *table, const
   const auto count = static_cast<unsigned int>(filter.paramCount);
   if (runStatementLocked(handle, sql.c_str(), filter.params, count, &stmt) != 0) return kUnknownRow;
   return readRowId(stmt, &rowId) ? rowId : kUnknownRow;
+} catch (const std::bad_alloc &) {
+  return kUnknownRow;  // no failure of the lookup is one of the update
 }
 
 // A text that is too long ends the process: callers rely on an update never being cut.
