@@ -1,7 +1,6 @@
 #include "examples/demo_fixture.h"
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 
@@ -16,7 +15,11 @@ std::filesystem::path makeFolder() {
 }
 
 // Where script/mariadb has written down how the server is reached.
-std::string connectionFile() { return std::getenv("ORVDB_TEST_MARIADB"); }
+std::string connectionFile() {
+  const char *path = std::getenv("ORVDB_TEST_MARIADB");
+  if (path == nullptr) throw std::runtime_error("ORVDB_TEST_MARIADB is not set");
+  return path;
+}
 
 void waitForOutput(Program &program, const std::string &text) {
   const bool printed = waitUntil([&] {

@@ -9,10 +9,11 @@
 #include "support/program.h"
 
 class DemoTest : public DatabaseTest {
- protected:
+ public:
   DemoTest();
   ~DemoTest() override;
 
+ protected:
   Program startServer();
   // The watcher has registered when this returns.
   Program startWatcher();

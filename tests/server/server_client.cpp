@@ -48,7 +48,7 @@ RecordBytes ServerClient::receive() {
 }
 
 void ServerClient::waitForEnd() {
-  std::array<unsigned char, 64 * 1024> rest;
+  std::array<unsigned char, 65536> rest;
   while (receiveSome(rest.data(), rest.size()) != 0) {
   }
 }

@@ -13,10 +13,11 @@
 
 // Starts the program; its folder is removed at the end.
 class ServerProgramTest : public testing::Test {
- protected:
+ public:
   ServerProgramTest();
   ~ServerProgramTest() override;
 
+ protected:
   Program start(const std::vector<std::string> &arguments);
   Program startOnSocket() { return start({"--socket", socketPath()}); }
 

@@ -7,8 +7,6 @@
 
 namespace {
 
-using testing::Test;
-
 class ServerUsage : public ServerProgramTest {};
 class ServerStart : public ServerTest {};
 class ServerEnd : public ServerTest, public testing::WithParamInterface<int> {};

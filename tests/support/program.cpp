@@ -31,6 +31,7 @@ constexpr int kCannotRun = 127;
 
 Program::Program(const std::vector<std::string> &command, std::filesystem::path output) : output_(std::move(output)) {
   std::vector<char *> words;
+  words.reserve(command.size() + 1);
   for (const std::string &word : command) {
     words.push_back(const_cast<char *>(word.c_str()));
   }
