@@ -82,6 +82,12 @@ TEST_F(MariadbScript, ServerAnswersWhenStartReturns) {
             (ShellOutcome{0, "0\t0\t1\n"}));
 }
 
+// The call returns when nobody holds the pipe open any more: ctest waits in the same way.
+TEST_F(MariadbScript, ServerHoldsNothingOpenThatStartWasGiven) {
+  ASSERT_EQ(start(withThisTest() + " 7>&1 8>&2"), (ShellOutcome{0, ""}));
+  EXPECT_EQ(queryOverTcp("SELECT 1"), (ShellOutcome{0, "1\n"}));
+}
+
 TEST_F(MariadbScript, NobodyElseGetsIn) {
   ASSERT_EQ(start(), (ShellOutcome{0, ""}));
   for (const char *user : {"root", "mysql", "", "orv"}) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 
 #include <cerrno>
@@ -14,6 +15,8 @@
 class PeerClient {
  public:
   PeerClient() : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const timeval patience{kPatience.count(), 0};
+    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, kServerSocketPath);
@@ -43,19 +46,9 @@ class PeerClient {
   }
 
   // One read: what is there once anything is there, and nothing at the end of the stream.
-  Bytes readOnce() {
-    Bytes bytes(65536);
-    const ssize_t length = recv(socket_.get(), bytes.data(), bytes.size(), 0);
-    bytes.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-    return bytes;
-  }
+  Bytes readOnce() { return receive(65536, 0); }
 
-  Bytes read(std::size_t length) {
-    Bytes bytes(length);
-    const ssize_t got = recv(socket_.get(), bytes.data(), length, MSG_WAITALL);
-    bytes.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
-    return bytes;
-  }
+  Bytes read(std::size_t length) { return receive(length, MSG_WAITALL); }
 
   bool hasNothingToRead() {
     unsigned char byte = 0;
@@ -65,6 +58,14 @@ class PeerClient {
   void close() { socket_.reset(); }
 
  private:
+  Bytes receive(std::size_t length, int flags) {
+    Bytes bytes(length);
+    const ssize_t got = recv(socket_.get(), bytes.data(), length, flags);
+    if (got < 0) throw std::runtime_error(std::string("nothing to read: ") + std::strerror(errno));
+    bytes.resize(static_cast<std::size_t>(got));
+    return bytes;
+  }
+
   UniqueFd socket_;
   int connectError_ = 0;
 };

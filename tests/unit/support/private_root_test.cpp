@@ -60,6 +60,13 @@ Ending connectThrough(const std::vector<std::string> &launcher, const std::strin
   return child.wait();
 }
 
+// Where /etc is empty and no private root's.
+ShellOutcome shellWithEmptyEtc(const std::string &commandLine) {
+  const std::string unshare = geteuid() == 0 ? "unshare --mount" : "unshare --map-root-user --mount";
+  write("/tmp/command", commandLine);
+  return shell(unshare + " sh -c 'mount -t tmpfs none /etc && . /tmp/command'");
+}
+
 // What the launcher starts here is not to be wrapped, even if this test is.
 class PrivateRoot : public ::testing::Test {
  protected:
@@ -70,7 +77,8 @@ class PrivateRoot : public ::testing::Test {
 
 TEST_F(PrivateRoot, HidesTheMachinesTmp) {
   write("/tmp/machines", "");
-  EXPECT_EQ(launch("sh -c 'ls -A /tmp; touch /tmp/private; ls -A /tmp'"), (ShellOutcome{0, "private\n"}));
+  EXPECT_EQ(launch("sh -c 'ls -A /tmp; touch /tmp/private; ls -A /tmp; stat -c %a /tmp'"),
+            (ShellOutcome{0, "private\n1777\n"}));
   EXPECT_FALSE(fs::exists("/tmp/private"));
   EXPECT_TRUE(fs::exists("/tmp/machines"));
 }
@@ -166,7 +174,13 @@ CHILD_PROGRAM(OpensATerminal) {
 
 TEST_F(PrivateRoot, GivesTerminals) { EXPECT_EQ(run(OpensATerminal), exited(0)); }
 
-TEST_F(PrivateRoot, HidesTheMachinesMyCnfAndTakesOnesOwn) {
+TEST_F(PrivateRoot, HidesTheMachinesMyCnf) {
+  EXPECT_EQ(shellWithEmptyEtc("echo machine > /etc/my.cnf; echo text > /etc/other; " + inQuotes(kLauncher) +
+                              " sh -c \"cat /etc/other; test -e /etc/my.cnf || echo none\""),
+            (ShellOutcome{0, "text\nnone\n"}));
+}
+
+TEST_F(PrivateRoot, TakesOnesOwnMyCnf) {
   write("/etc/my.cnf", "machine");
   EXPECT_EQ(launch("sh -c 'test -e /etc/my.cnf || echo none; echo own > /etc/my.cnf; cat /etc/my.cnf'"),
             (ShellOutcome{0, "none\nown\n"}));
@@ -259,10 +273,8 @@ TEST_F(PrivateRoot, WorksWithoutRoot) {
 
 TEST_F(PrivateRoot, TestProgramsRefuseToRunWithoutIt) {
   const std::string self = inQuotes(fs::read_symlink("/proc/self/exe"));
-  const std::string unshare = geteuid() == 0 ? "unshare --mount " : "unshare --map-root-user --mount ";
-  const std::string withoutOurEtc = unshare + "sh -c 'mount -t tmpfs none /etc && exec \"$0\" --gtest_list_tests' ";
   EXPECT_EQ(shell(self + " --gtest_list_tests").status, 0);
-  const ShellOutcome outcome = shell(withoutOurEtc + self);
+  const ShellOutcome outcome = shellWithEmptyEtc(self + " --gtest_list_tests");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_TRUE(isPart("runs only under private_root", outcome)) << outcome;
 }
