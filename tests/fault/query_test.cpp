@@ -7,9 +7,9 @@ using ::testing::ElementsAre;
 
 constexpr char kPrepareCall[] = "mysql_stmt_prepare SELECT * FROM t WHERE a=?";
 
-class Query : public HandleTest {
+class QueryCalls : public HandleTest {
  protected:
-  Query() {
+  QueryCalls() {
     client().script.statementError = "the statement's error";
     client().script.columns = {{"n", MYSQL_TYPE_LONG}};
     client().script.rows = {{"5"}};
@@ -48,7 +48,7 @@ class Query : public HandleTest {
 
 }  // namespace
 
-TEST_F(Query, RunsUnderTheLockAndStoresWithoutIt) {
+TEST_F(QueryCalls, RunsUnderTheLockAndStoresWithoutIt) {
   EXPECT_EQ(query(), 0U);
   EXPECT_THAT(client().calls(),
               ElementsAre("lock handle", "mysql_stmt_init", kPrepareCall, "mysql_stmt_param_count",
@@ -57,27 +57,27 @@ TEST_F(Query, RunsUnderTheLockAndStoresWithoutIt) {
                           "mysql_fetch_fields", "mysql_stmt_bind_result", "mysql_stmt_store_result"));
 }
 
-TEST_F(Query, FailureOfStatementInitGives4AndNoText) {
+TEST_F(QueryCalls, FailureOfStatementInitGives4AndNoText) {
   client().script.failingStatementInit = 1;
   expectFailure(4, "", "init");
   EXPECT_THAT(lastCalls(3), ElementsAre("lock handle", "mysql_stmt_init", "unlock handle"));
 }
 
-TEST_F(Query, MapsTheValueThatAFailedPrepareReturned) {
+TEST_F(QueryCalls, MapsTheValueThatAFailedPrepareReturned) {
   for (const auto &[code, status] : mappedCodes()) {
     select().prepare = code;
     expectFailure(status, "the statement's error", "prepare " + std::to_string(code));
   }
 }
 
-TEST_F(Query, ClosesAStatementThatCouldNotBePreparedUnderTheLock) {
+TEST_F(QueryCalls, ClosesAStatementThatCouldNotBePreparedUnderTheLock) {
   select().prepare = 1;
   EXPECT_EQ(query(), 1U);
   EXPECT_THAT(client().calls(), ElementsAre("lock handle", "mysql_stmt_init", kPrepareCall, "mysql_stmt_error",
                                             "mysql_stmt_close", "unlock handle"));
 }
 
-TEST_F(Query, ParameterCountThatDiffersGives3AndNoText) {
+TEST_F(QueryCalls, ParameterCountThatDiffersGives3AndNoText) {
   for (const unsigned long count : {0UL, 2UL, 65535UL}) {
     select().parameterCount = count;
     expectFailure(3, "", "count " + std::to_string(count));
@@ -85,7 +85,7 @@ TEST_F(Query, ParameterCountThatDiffersGives3AndNoText) {
   }
 }
 
-TEST_F(Query, FailureToAllocateTheBindsGives4AndNoText) {
+TEST_F(QueryCalls, FailureToAllocateTheBindsGives4AndNoText) {
   leaveErrorText();
   constexpr int kText = 1;  // of the statement; the second allocation is that of the binds
   const FailingCall failing(kAllocation, kText + 1);
@@ -95,7 +95,7 @@ TEST_F(Query, FailureToAllocateTheBindsGives4AndNoText) {
   EXPECT_THAT(lastCalls(3), ElementsAre("mysql_stmt_param_count", "mysql_stmt_close", "unlock handle"));
 }
 
-TEST_F(Query, FailureOfBindGives1AndTheText) {
+TEST_F(QueryCalls, FailureOfBindGives1AndTheText) {
   for (const char code : {'\1', '\2', '\177'}) {
     select().bindParam = code;
     expectFailure(1, "the statement's error", "bind " + std::to_string(code));
@@ -104,7 +104,7 @@ TEST_F(Query, FailureOfBindGives1AndTheText) {
   }
 }
 
-TEST_F(Query, MapsTheValueThatAFailedExecuteReturned) {
+TEST_F(QueryCalls, MapsTheValueThatAFailedExecuteReturned) {
   for (const auto &[code, status] : mappedCodes()) {
     select().execute = code;
     expectFailure(status, "the statement's error", "execute " + std::to_string(code));
@@ -113,7 +113,7 @@ TEST_F(Query, MapsTheValueThatAFailedExecuteReturned) {
   }
 }
 
-TEST_F(Query, FailureToObtainAResultSetGives4AndTheText) {
+TEST_F(QueryCalls, FailureToObtainAResultSetGives4AndTheText) {
   std::vector<ResultSet> pool(5);
   for (ResultSet &slot : pool) {
     ASSERT_EQ(query(), 0U);
@@ -132,33 +132,33 @@ TEST_F(Query, FailureToObtainAResultSetGives4AndTheText) {
   EXPECT_EQ(query(), 0U);
 }
 
-TEST_F(Query, StatementWithoutMetadataGives4AndTheText) {
+TEST_F(QueryCalls, StatementWithoutMetadataGives4AndTheText) {
   select().hasMetadata = false;
   expectFailure(4, "the statement's error", "no metadata");
   EXPECT_THAT(lastCalls(4), ElementsAre("mysql_stmt_error", "lock handle", "mysql_stmt_close", "unlock handle"));
 }
 
-TEST_F(Query, ResultWithoutColumnsGives1AndTheText) {
+TEST_F(QueryCalls, ResultWithoutColumnsGives1AndTheText) {
   client().script.columns.clear();
   expectFailure(1, "the statement's error", "no columns");
   EXPECT_EQ(client().count("mysql_fetch_fields"), 0U);
   EXPECT_EQ(client().count("mysql_free_result"), 1U);
 }
 
-TEST_F(Query, ResultWithoutAListOfFieldsGives1AndTheText) {
+TEST_F(QueryCalls, ResultWithoutAListOfFieldsGives1AndTheText) {
   client().script.hasFieldList = false;
   expectFailure(1, "the statement's error", "no fields");
   EXPECT_EQ(client().count("mysql_free_result"), 1U);
 }
 
-TEST_F(Query, FailureToBindTheResultGives1AndTheText) {
+TEST_F(QueryCalls, FailureToBindTheResultGives1AndTheText) {
   select().bindResult = 1;
   expectFailure(1, "the statement's error", "bind result");
   EXPECT_EQ(client().count("mysql_stmt_store_result"), 0U);
   EXPECT_EQ(client().count("mysql_free_result"), 1U);
 }
 
-TEST_F(Query, MapsTheValueThatAFailedStoreReturned) {
+TEST_F(QueryCalls, MapsTheValueThatAFailedStoreReturned) {
   for (const auto &[code, status] : mappedCodes()) {
     select().storeResult = code;
     expectFailure(status, "the statement's error", "store " + std::to_string(code));
@@ -166,7 +166,7 @@ TEST_F(Query, MapsTheValueThatAFailedStoreReturned) {
   }
 }
 
-TEST_F(Query, Keeps127CharactersOfTheStatementsMessage) {
+TEST_F(QueryCalls, Keeps127CharactersOfTheStatementsMessage) {
   const std::string message(300, 's');
   client().script.statementError = message.c_str();
   select().execute = 1;
@@ -176,7 +176,7 @@ TEST_F(Query, Keeps127CharactersOfTheStatementsMessage) {
   expectFailure(1, std::string(127, 's').c_str(), "result set");
 }
 
-TEST_F(Query, FailureWithoutAMessageLeavesNoText) {
+TEST_F(QueryCalls, FailureWithoutAMessageLeavesNoText) {
   client().script.statementError = nullptr;
   select().prepare = 1;
   expectFailure(1, "", "prepare");
@@ -188,7 +188,7 @@ TEST_F(Query, FailureWithoutAMessageLeavesNoText) {
   expectFailure(1, "", "store");
 }
 
-TEST_F(Query, NullArgumentsGive3ClearTheTextAndCallNothing) {
+TEST_F(QueryCalls, NullArgumentsGive3ClearTheTextAndCallNothing) {
   ResultSetInfo *result = nullptr;
   leaveErrorText();
   EXPECT_EQ(orv_db_query(nullptr, "t", nullptr, 0, nullptr, nullptr, 0, nullptr, &result), 3U);
@@ -202,7 +202,7 @@ TEST_F(Query, NullArgumentsGive3ClearTheTextAndCallNothing) {
   EXPECT_THAT(client().calls(), ElementsAre());
 }
 
-TEST_F(Query, ReturnsItsResultSetToThePoolWhenItFails) {
+TEST_F(QueryCalls, ReturnsItsResultSetToThePoolWhenItFails) {
   select().storeResult = 1;
   for (int i = 0; i < 6; ++i)
     EXPECT_EQ(query(), 1U);

@@ -7,7 +7,7 @@ using ::testing::ElementsAre;
 
 constexpr char kSql[] = "DO 1";
 
-class RawQuery : public HandleTest {
+class RawQueryCalls : public HandleTest {
  protected:
   unsigned int query(ResultSetInfo **result) { return orv_db_raw_query(handle(), kSql, std::strlen(kSql), result); }
 
@@ -20,13 +20,13 @@ class RawQuery : public HandleTest {
 
 }  // namespace
 
-TEST_F(RawQuery, RunsStoresAndAsksForTheErrorInOneHoldOfTheLock) {
+TEST_F(RawQueryCalls, RunsStoresAndAsksForTheErrorInOneHoldOfTheLock) {
   EXPECT_EQ(query(nullptr), 0U);
   EXPECT_THAT(client().calls(), ElementsAre("lock handle", "mysql_real_query DO 1", "mysql_store_result", "mysql_errno",
                                             "unlock handle"));
 }
 
-TEST_F(RawQuery, MapsTheValueThatTheFailedCallReturned) {
+TEST_F(RawQueryCalls, MapsTheValueThatTheFailedCallReturned) {
   client().script.error = "refused";
   for (const auto &[code, status] : mappedCodes()) {
     client().script.realQuery = code;
@@ -37,14 +37,14 @@ TEST_F(RawQuery, MapsTheValueThatTheFailedCallReturned) {
   }
 }
 
-TEST_F(RawQuery, TakesNoHeedOfTheErrorNumberWhenTheCallFails) {
+TEST_F(RawQueryCalls, TakesNoHeedOfTheErrorNumberWhenTheCallFails) {
   client().script.realQuery = 1;
   client().script.errorNumber = 2006;
   EXPECT_EQ(query(nullptr), 1U);
   EXPECT_THAT(client().calls(), ElementsAre("lock handle", "mysql_real_query DO 1", "mysql_error", "unlock handle"));
 }
 
-TEST_F(RawQuery, MapsTheErrorNumberWhenNoResultCanBeStored) {
+TEST_F(RawQueryCalls, MapsTheErrorNumberWhenNoResultCanBeStored) {
   client().script.error = "cannot store";
   for (const auto &[code, status] : mappedCodes()) {
     client().script.errorNumber = static_cast<unsigned int>(code);
@@ -53,14 +53,14 @@ TEST_F(RawQuery, MapsTheErrorNumberWhenNoResultCanBeStored) {
   }
 }
 
-TEST_F(RawQuery, ReadsTheMessageOfAnErrorNumberInTheSameHoldOfTheLock) {
+TEST_F(RawQueryCalls, ReadsTheMessageOfAnErrorNumberInTheSameHoldOfTheLock) {
   client().script.errorNumber = 2013;
   EXPECT_EQ(query(nullptr), 13U);
   EXPECT_THAT(client().calls(), ElementsAre("lock handle", "mysql_real_query DO 1", "mysql_store_result", "mysql_errno",
                                             "mysql_error", "unlock handle"));
 }
 
-TEST_F(RawQuery, HandsOutStoredRowsEvenIfThereIsAnErrorNumber) {
+TEST_F(RawQueryCalls, HandsOutStoredRowsEvenIfThereIsAnErrorNumber) {
   storeOneRow();
   client().script.errorNumber = 2013;
   ResultSetInfo *result = nullptr;
@@ -69,7 +69,7 @@ TEST_F(RawQuery, HandsOutStoredRowsEvenIfThereIsAnErrorNumber) {
   EXPECT_EQ(orv_db_result_step(result), 9U);
 }
 
-TEST_F(RawQuery, Keeps127CharactersOfTheMessage) {
+TEST_F(RawQueryCalls, Keeps127CharactersOfTheMessage) {
   const std::string message(300, 'z');
   client().script.error = message.c_str();
   client().script.realQuery = 1;
@@ -77,7 +77,7 @@ TEST_F(RawQuery, Keeps127CharactersOfTheMessage) {
   EXPECT_EQ(errorText(), std::string(127, 'z'));
 }
 
-TEST_F(RawQuery, FailureWithoutAMessageLeavesNoText) {
+TEST_F(RawQueryCalls, FailureWithoutAMessageLeavesNoText) {
   leaveErrorText();
   client().script.error = nullptr;
   client().script.realQuery = 1;
@@ -92,7 +92,7 @@ TEST_F(RawQuery, FailureWithoutAMessageLeavesNoText) {
   EXPECT_STREQ(errorText(), "");
 }
 
-TEST_F(RawQuery, ResultWithoutColumnsIsFreedAndGivesStatus0AndNoResult) {
+TEST_F(RawQueryCalls, ResultWithoutColumnsIsFreedAndGivesStatus0AndNoResult) {
   client().script.storesResult = true;
   ResultSetInfo *result = reinterpret_cast<ResultSetInfo *>(this);
   EXPECT_EQ(query(&result), 0U);
@@ -100,14 +100,14 @@ TEST_F(RawQuery, ResultWithoutColumnsIsFreedAndGivesStatus0AndNoResult) {
   EXPECT_EQ(client().count("mysql_free_result"), 1U);
 }
 
-TEST_F(RawQuery, ResultThatNobodyWantsIsFreedOutsideTheLock) {
+TEST_F(RawQueryCalls, ResultThatNobodyWantsIsFreedOutsideTheLock) {
   storeOneRow();
   EXPECT_EQ(query(nullptr), 0U);
   EXPECT_THAT(client().calls(), ElementsAre("lock handle", "mysql_real_query DO 1", "mysql_store_result", "mysql_errno",
                                             "unlock handle", "mysql_free_result"));
 }
 
-TEST_F(RawQuery, ResultIsFreedOnceWithItsHandle) {
+TEST_F(RawQueryCalls, ResultIsFreedOnceWithItsHandle) {
   storeOneRow();
   ResultSetInfo *result = nullptr;
   EXPECT_EQ(query(&result), 0U);
@@ -116,7 +116,7 @@ TEST_F(RawQuery, ResultIsFreedOnceWithItsHandle) {
   EXPECT_EQ(client().count("mysql_free_result"), 1U);
 }
 
-TEST_F(RawQuery, ColumnsWithoutAFieldHaveNoNameAndTheirTypeIsNotWritten) {
+TEST_F(RawQueryCalls, ColumnsWithoutAFieldHaveNoNameAndTheirTypeIsNotWritten) {
   storeOneRow();
   ResultSetInfo *result = nullptr;
   ASSERT_EQ(query(&result), 0U);
@@ -131,7 +131,7 @@ TEST_F(RawQuery, ColumnsWithoutAFieldHaveNoNameAndTheirTypeIsNotWritten) {
   EXPECT_EQ(type, ORV_DB_TYPE_INT);
 }
 
-TEST_F(RawQuery, ColumnsWithoutANameOrAListAreNotFound) {
+TEST_F(RawQueryCalls, ColumnsWithoutANameOrAListAreNotFound) {
   storeOneRow();
   client().script.columns = {{nullptr, MYSQL_TYPE_LONG}, {"n", MYSQL_TYPE_LONG}};
   client().script.rows = {{"5", "6"}};

@@ -15,11 +15,11 @@ using ::testing::StartsWith;
 
 constexpr char kLongValue[] = "a value that does not fit into a short string";
 
-class OpenOutOfMemory : public FaultTest {};
+class OpenAllocationFailure : public FaultTest {};
 
-class OutOfMemory : public AnnouncingTest {
+class AllocationFailure : public AnnouncingTest {
  protected:
-  OutOfMemory() {
+  AllocationFailure() {
     orv_db_content_put_text(content_.get(), "a_column_with_a_long_name", kLongValue);
     client().script.columns = {{"_id", MYSQL_TYPE_LONGLONG}};
     client().script.rows = {{"17"}};
@@ -81,7 +81,7 @@ class OutOfMemory : public AnnouncingTest {
 
 }  // namespace
 
-TEST_F(OpenOutOfMemory, GivesNullAndItsTextAndLeavesNothingBehind) {
+TEST_F(OpenAllocationFailure, GivesNullAndItsTextAndLeavesNothingBehind) {
   Handle opened;
   const auto check = [&] {
     EXPECT_EQ(opened, nullptr);
@@ -96,13 +96,13 @@ TEST_F(OpenOutOfMemory, GivesNullAndItsTextAndLeavesNothingBehind) {
   EXPECT_STREQ(errorText(), "");
 }
 
-TEST_F(OutOfMemory, RawQueryWithoutRowsNeedsNone) {
+TEST_F(AllocationFailure, RawQueryWithoutRowsNeedsNone) {
   unsigned int status = 1;
   EXPECT_EQ(withEachAllocationFailing([&] { status = orv_db_raw_query(handle(), "DO 1", 4, nullptr); }, [] {}), 0);
   EXPECT_EQ(status, 0U);
 }
 
-TEST_F(OutOfMemory, RawQueryGives4AndNoResultAndFreesItsRows) {
+TEST_F(AllocationFailure, RawQueryGives4AndNoResultAndFreesItsRows) {
   client().script.storesResult = true;
   std::vector<ResultSet> pool(5);
   for (ResultSet &slot : pool) {
@@ -125,7 +125,7 @@ TEST_F(OutOfMemory, RawQueryGives4AndNoResultAndFreesItsRows) {
   orv_db_free_result(result);
 }
 
-TEST_F(OutOfMemory, QueryGives4AndNoResultAndClosesItsStatement) {
+TEST_F(AllocationFailure, QueryGives4AndNoResultAndClosesItsStatement) {
   client().script.columns.assign(33, {"c", MYSQL_TYPE_LONG});
   client().script.rows.clear();
   ResultSetInfo *result = nullptr;
@@ -150,18 +150,18 @@ TEST_F(OutOfMemory, QueryGives4AndNoResultAndClosesItsStatement) {
   orv_db_free_result(result);
 }
 
-TEST_F(OutOfMemory, InsertIsNotDoneOrDoneAndLogged) {
+TEST_F(AllocationFailure, InsertIsNotDoneOrDoneAndLogged) {
   const auto insert = [&] { return orv_db_insert(handle(), kTable, content_.get(), &affectedRows_, nullptr); };
   expectDoneOrNotDone(insert, "INSERT", change(kTable, 1, 42));
 }
 
-TEST_F(OutOfMemory, DeleteIsNotDoneOrDoneAndLogged) {
+TEST_F(AllocationFailure, DeleteIsNotDoneOrDoneAndLogged) {
   const auto remove = [&] { return orv_db_delete(handle(), kTable, "b=?", &param_, 1, &affectedRows_); };
   expectDoneOrNotDone(remove, "DELETE", change(kTable, 4, kAllBitsSet));
 }
 
 // A lookup that fails for lack of memory is no failure of the update.
-TEST_F(OutOfMemory, UpdateIsNotDoneOrDoneWithItsRowOrAnUnknownOne) {
+TEST_F(AllocationFailure, UpdateIsNotDoneOrDoneWithItsRowOrAnUnknownOne) {
   int status = -1;
   int withoutRowId = 0;
   int notDone = 0;
@@ -203,7 +203,7 @@ TEST_F(OutOfMemory, UpdateIsNotDoneOrDoneWithItsRowOrAnUnknownOne) {
   EXPECT_THAT(announced(), ElementsAre(change(kTable, 2, 17)));
 }
 
-TEST_F(OutOfMemory, LoggedInsertIsLoggedWholeOrNotDone) {
+TEST_F(AllocationFailure, LoggedInsertIsLoggedWholeOrNotDone) {
   const std::string line =
       std::string("[INSERT INTO Firmwares(a_column_with_a_long_name) VALUES ('") + kLongValue + "')] Process: ";
   int status = -1;
@@ -223,7 +223,7 @@ TEST_F(OutOfMemory, LoggedInsertIsLoggedWholeOrNotDone) {
   check();
 }
 
-TEST_F(OutOfMemory, WriteInATransactionIsNotDoneOrDoneAndLogged) {
+TEST_F(AllocationFailure, WriteInATransactionIsNotDoneOrDoneAndLogged) {
   ASSERT_EQ(orv_db_begin_transaction(handle()), 0);
   newLogLines();
   int status = -1;
@@ -244,7 +244,7 @@ TEST_F(OutOfMemory, WriteInATransactionIsNotDoneOrDoneAndLogged) {
   EXPECT_THAT(announced(), ElementsAre(change(kTable, 7, 0)));
 }
 
-TEST_F(OutOfMemory, CommitGives0AndLogsWhatItCannotAnnounce) {
+TEST_F(AllocationFailure, CommitGives0AndLogsWhatItCannotAnnounce) {
   ASSERT_EQ(orv_db_begin_transaction(handle()), 0);
   ASSERT_EQ(orv_db_delete(handle(), kTable, nullptr, nullptr, 0, nullptr), 0);
   newLogLines();
