@@ -8,6 +8,9 @@
 
 namespace {
 
+// Tens of thousands of statements, with a sanitizer on a busy machine.
+constexpr std::chrono::seconds kLoaderPatience{110};
+
 std::filesystem::path makeFolder() {
   std::string name = std::filesystem::temp_directory_path() / "orvdb-demo-test.XXXXXX";
   if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
@@ -51,7 +54,7 @@ void DemoTest::load(const std::filesystem::path &usbIds) {
   const Program server = startServer();
   Program watcher = startWatcher();
   Program loader({ORVDB_LOADER_PROGRAM, connectionFile(), db(), usbIds, folder_}, folder_ / "report");
-  ASSERT_EQ(loader.waitForExit(), 0) << loader.output();
+  ASSERT_EQ(loader.waitForExit(kLoaderPatience), 0) << loader.output();
   ASSERT_EQ(watcher.waitForExit(), 0) << watcher.output();
 }
 

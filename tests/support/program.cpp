@@ -13,8 +13,6 @@
 #include <system_error>
 #include <utility>
 
-#include "support/wait.h"
-
 namespace {
 
 constexpr int kCannotRun = 127;
@@ -62,8 +60,8 @@ bool Program::isRunning() {
   return !exitStatus_;
 }
 
-int Program::waitForExit() {
-  if (!waitUntil([this] { return !isRunning(); }))
+int Program::waitForExit(std::chrono::seconds patience) {
+  if (!waitUntil([this] { return !isRunning(); }, patience))
     throw std::runtime_error("a program does not end:\n" + this->output());
   return *exitStatus_;
 }

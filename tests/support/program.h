@@ -7,10 +7,13 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "support/wait.h"
 
 class Program {
  public:
@@ -25,7 +28,7 @@ class Program {
 
   bool isRunning();
   // Returns the exit status, or 128 and the signal that ended the program. Throws when it does not end in time.
-  int waitForExit();
+  int waitForExit(std::chrono::seconds patience = kPatience);
 
   // What the program has printed so far.
   std::string output() const;
