@@ -10,11 +10,13 @@ inline ProgramArguments connectionArguments(const DatabaseTest &test, const Prog
   arguments.insert(arguments.end(), further.begin(), further.end());
   return arguments;
 }
+constexpr std::size_t kDatabaseArgument = 4;
 constexpr std::size_t kFirstFurtherArgument = 5;
 
 inline Handle connect(const ProgramArguments &arguments) {
   Handle handle(orv_db_open(arguments.at(0).c_str(), arguments.at(2).c_str(), arguments.at(3).c_str(),
-                            arguments.at(4).c_str(), static_cast<unsigned int>(std::stoul(arguments.at(1)))));
+                            arguments.at(kDatabaseArgument).c_str(),
+                            static_cast<unsigned int>(std::stoul(arguments.at(1)))));
   EXPECT_NE(handle, nullptr) << errorText();
   return handle;
 }

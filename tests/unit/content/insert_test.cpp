@@ -249,7 +249,7 @@ TEST_F(Insert, ThatLosesItsConnectionWhileItRunsReturns1) {
   ASSERT_TRUE(waitUntil([&] {
     return !rows("SELECT 1 FROM information_schema.processlist WHERE state='User sleep' AND db=DATABASE()").empty();
   }));
-  killConnections();
+  sql("KILL CONNECTION " + std::to_string(connectionIds().at(0)));
   EXPECT_EQ(inserting.get(), ORV_DB_ERROR);
   EXPECT_STREQ(errorText(), "Lost connection to server during query");
   EXPECT_EQ(affected, 0U);

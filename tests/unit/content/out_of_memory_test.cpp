@@ -123,15 +123,21 @@ CHILD_PROGRAM(InsertsWithEverMoreMemoryUntilItIsDone) {
 }
 
 TEST_F(OutOfMemory, AWriteThatIsDoneButCannotBeAnnouncedReturns0AndLogsOneLine) {
-  sql("CREATE TABLE t (_id INT PRIMARY KEY AUTO_INCREMENT, a INT)");
+  // So long that a copy of the name, which is the first thing an announcement needs, takes memory.
+  const std::string longName = std::string(db()) + "_of_a_longer_name";
+  sql("CREATE OR REPLACE DATABASE " + longName);
+  sql("CREATE TABLE " + longName + ".t (_id INT PRIMARY KEY AUTO_INCREMENT, a INT)");
+  ProgramArguments arguments = connectionArguments(*this);
+  arguments.at(kDatabaseArgument) = longName;
   SystemLog log;
-  ASSERT_EQ(runAs("QZ_content", InsertsWithEverMoreMemoryUntilItIsDone, connectionArguments(*this)), exited(0));
-  EXPECT_EQ(rows("SELECT a FROM t"), (std::vector<Row>{{"5"}}));
+  EXPECT_EQ(runAs("QZ_content", InsertsWithEverMoreMemoryUntilItIsDone, arguments), exited(0));
+  EXPECT_EQ(rows("SELECT a FROM " + longName + ".t"), (std::vector<Row>{{"5"}}));
   EXPECT_THAT(log.texts(), ElementsAre(::testing::MatchesRegex("\\[DBAPI\\] report_change:out of memory, "
                                                                "db_handle=0x[0-9a-f]+,table=t,action=1,rowId=1")));
   EXPECT_THAT(announced(), ::testing::IsEmpty());
-  ASSERT_EQ(orv_db_insert(handle(), "t", Content().with("a", 6), nullptr, nullptr), ORV_DB_OK);
-  EXPECT_THAT(announced(), ElementsAre(inserted("t", 2)));
+  sql("DROP DATABASE " + longName);
+  ASSERT_EQ(orv_db_delete(handle(), "Firmwares", nullptr, nullptr, 0, nullptr), ORV_DB_OK);
+  EXPECT_THAT(announced(), ElementsAre(deleted("Firmwares")));
 }
 
 TEST(OutOfMemoryContent, GetLetsTheExceptionPass) {
