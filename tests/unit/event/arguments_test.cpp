@@ -2,8 +2,11 @@
 #include <orvdb_client.h>
 
 #include "core/last_error.h"
+#include "core/log.h"
 #include "event_mgr_access.h"
 #include "event_support.h"
+#include "support/child_program.h"
+#include "support/system_log.h"
 
 namespace {
 
@@ -96,6 +99,20 @@ TEST(WithoutServer, RefusedArgumentsReturn3AndDoNotStartTheClient) {
   EXPECT_EQ(orv_db_register_callback("d", nullptr, ORV_DB_ACTION_INSERT, nullptr, 0, f), 3);
   EXPECT_EQ(orv_db_cancel_callback("d", "t", actions(0)), 3);
   EXPECT_EQ(peer.connectionCount(), 0);
+}
+
+CHILD_PROGRAM(FailsToNotifyAndLogsOneLine) {
+  EXPECT_EQ(notifyItems(), 12);
+  EXPECT_EQ(registerItems(1, f), 12);
+  EXPECT_EQ(cancelItems(1), 12);
+  db_api_log("the only line");
+  return 0;
+}
+
+TEST(WithoutServer, FailuresAreNotLogged) {
+  SystemLog log;
+  ASSERT_EQ(runAs("QZ_test", FailsToNotifyAndLogsOneLine), exited(0));
+  EXPECT_THAT(log.texts(), ElementsAre("[DBAPI] the only line"));
 }
 
 TEST(WithoutServer, RetryStartsTheClientOnceAndOnlyOnce) {

@@ -75,22 +75,22 @@ struct db_event_mgr_test_access {
   static bool regLockIsHeld() { return isHeld(manager().m_regLock); }
   static bool mapLockIsHeld() { return isHeld(manager().m_mapLock); }
   static bool sockLockIsHeld() { return isHeld(manager().m_sockLock); }
-  static std::vector<const void *> locks() {
-    const mgr &one = manager();
-    return {one.m_runLock, one.m_regLock, one.m_mapLock, one.m_sockLock};
-  }
-
-  static int doSendMsg(int fd, const void *bytes, int length) { return mgr::doSendMsg(fd, bytes, length); }
-  static int doRecvMsg(int fd, void *buffer, int length) { return mgr::doRecvMsg(fd, buffer, length); }
-  static int sendMessage(const void *bytes, int length) { return manager().sendMessage(bytes, length); }
-  static int recvMessage(void *buffer, int length) { return manager().recvMessage(buffer, length); }
-
- private:
+  struct Locks {
+    mutex *run = manager().m_runLock;
+    mutex *reg = manager().m_regLock;
+    rw_lock *map = manager().m_mapLock;
+    rw_lock *sock = manager().m_sockLock;
+  };
   template <class Lock>
   static bool isHeld(Lock *lock) {
     if (!lock->tryLock()) return true;
     lock->unlock();
     return false;
   }
+
+  static int doSendMsg(int fd, const void *bytes, int length) { return mgr::doSendMsg(fd, bytes, length); }
+  static int doRecvMsg(int fd, void *buffer, int length) { return mgr::doRecvMsg(fd, buffer, length); }
+  static int sendMessage(const void *bytes, int length) { return manager().sendMessage(bytes, length); }
+  static int recvMessage(void *buffer, int length) { return manager().recvMessage(buffer, length); }
 };
 using EventMgr = db_event_mgr_test_access;

@@ -119,6 +119,26 @@ TEST_F(Recovery, StartsAnewWhenTheReplayFails) {
   EXPECT_THAT(callsFor({itemsChange(1, 2)}, 2), ElementsAre(Call{'f', kDb, kTable, 1, 2}));
 }
 
+// The server does not read, so the replay stands still in the middle.
+TEST_F(Recovery, ReplayHoldsTheLocksOfRegistrationsAndCancellationsUntilItIsDone) {
+  constexpr std::size_t kEnoughToFillTheSocket = 1000;
+  for (std::size_t i = 0; i < kEnoughToFillTheSocket; ++i) {
+    ASSERT_EQ(orv_db_register_callback(kDb, std::to_string(i).c_str(), ORV_DB_ACTION_INSERT, nullptr, 0, f), 0);
+  }
+  recordsSent();
+  peer.stopReading(1);
+  peer.closeConnection(0);
+  peer.waitForConnection(1);
+  EXPECT_TRUE(waitUntil([] { return EventMgr::regLockIsHeld() && EventMgr::mapLockIsHeld(); }));
+  EXPECT_EQ(notifyItems(), 13);
+  EXPECT_TRUE(EventMgr::regLockIsHeld() && EventMgr::mapLockIsHeld());
+
+  peer.resumeReading(1);
+  peer.waitForRecords(kEnoughToFillTheSocket + 1);
+  EXPECT_THAT(callsFor({}, 1), IsEmpty());
+  EXPECT_FALSE(EventMgr::regLockIsHeld() || EventMgr::mapLockIsHeld());
+}
+
 TEST_F(Recovery, LostConnectionIsClosed) {
   const int lost = EventMgr::socket();
   stopServer();

@@ -1,0 +1,102 @@
+// The end of the message thread at unlucky moments. The programs are loaded without a peer, so that their stand-ins are
+// in place when they connect.
+#include <memory>
+#include <thread>
+
+#include "event_mgr_access.h"
+#include "event_support.h"
+#include "exit_hooks.h"
+#include "standin/stand_ins.h"
+#include "support/child_program.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::HasSubstr;
+
+std::atomic<bool> reached{false};
+
+// Starts the client when the test has its peer, and returns from main() when the message thread is where it should be.
+void connectAndWaitUntilReached() {
+  say("ready\n");
+  char byte = 0;
+  EXPECT_EQ(__real_read(STDIN_FILENO, &byte, 1), 1);
+  EXPECT_EQ(orv_db_retry_init(), 0);
+  say("connected\n");
+  EXPECT_TRUE(waitUntil([] { return reached.load(); }));
+  static const Stopwatch stopwatch;
+  // The wait for a thread that does not answer takes four seconds.
+  afterTheManager = [] { say(stopwatch.elapsed() < 4s ? "quick" : "slow"); };
+}
+
+class Stopping : public ::testing::Test {
+ protected:
+  void connect(ChildProgram &child) {
+    child.waitForOutput("ready");
+    peer_ = std::make_unique<NotificationPeer>();
+    child.writeInput("x");
+    child.waitForOutput("connected");
+  }
+  static void expectQuickEnd(ChildProgram &child) {
+    EXPECT_EQ(child.wait(), exited(0)) << child.output();
+    EXPECT_THAT(child.output(), HasSubstr("quick"));
+  }
+  NotificationPeer &peer() { return *peer_; }
+
+ private:
+  std::unique_ptr<NotificationPeer> peer_;
+};
+
+CHILD_PROGRAM(IsStoppedJustBeforePoll) {
+  standIns.poll.play([](pollfd *entries, nfds_t count, int timeout) {
+    if (!reached.exchange(true)) {
+      while (EventMgr::running())
+        usleep(100);
+    }
+    return __real_poll(entries, count, timeout);
+  });
+  connectAndWaitUntilReached();
+  return 0;
+}
+
+TEST_F(Stopping, IsQuickAlsoWhenTheSignalLandsBetweenTheLoopsTestAndPoll) {
+  ChildProgram child(IsStoppedJustBeforePoll);
+  connect(child);
+  expectQuickEnd(child);
+}
+
+CHILD_PROGRAM(IsStoppedDuringALongPause) {
+  standIns.sleep.play([](const timespec *, timespec *left) {
+    const timespec minute{60, 0};
+    reached = true;
+    return __real_nanosleep(&minute, left);
+  });
+  connectAndWaitUntilReached();
+  return 0;
+}
+
+TEST_F(Stopping, EndsAPauseOfTheRecovery) {
+  ChildProgram child(IsStoppedDuringALongPause);
+  connect(child);
+  peer().stop();
+  expectQuickEnd(child);
+}
+
+CHILD_PROGRAM(ExitsAfterTheRecoveryHasGivenUp) {
+  standIns.sleep.play([](const timespec *, timespec *) {
+    reached = true;
+    return 0;
+  });
+  connectAndWaitUntilReached();
+  EXPECT_TRUE(waitUntil([] { return !EventMgr::running(); }));
+  return 0;
+}
+
+TEST_F(Stopping, IsQuickAfterTheRecoveryHasGivenUp) {
+  ChildProgram child(ExitsAfterTheRecoveryHasGivenUp);
+  connect(child);
+  peer().stop();
+  expectQuickEnd(child);
+}
+
+}  // namespace
