@@ -10,6 +10,7 @@
 #include <chrono>
 #include <memory>
 
+#include "event/deadline.h"
 #include "event/exit_emptied.h"
 #include "event/stop_signal.h"
 
@@ -22,7 +23,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds kThreadEndTimeout{4000};
+constexpr time_t kThreadEndTimeoutSeconds = 4;
 constexpr milliseconds kSignalInterval{50};
 constexpr unsigned int kLateThreadSeconds = 2;
 
@@ -131,11 +132,25 @@ void db_event_mgr::reset() {
   closeDescriptor(socket);
 }
 
+// Threads that hold a lock now may hold it for good: a start and a fork wait for the notification server. What such a
+// lock guards is left to the end of the process.
 void db_event_mgr::emptyAtExit() {
   s_bMainThreadQuiting = true;
-  awaitThreadEnd(signalThread());
-  // Threads that hold these locks now may hold them for good. A descriptor in use is left to the end of the process,
-  // lest its number be given to something else while a record is being written to it.
+  if (m_runLock->lockBefore(deadlineAfter(kThreadEndTimeoutSeconds))) {
+    const bool signalled = m_running && pthread_kill(m_thread, stopSignal()) == 0;
+    m_runLock->unlock();
+    awaitThreadEnd(signalled);
+    closeAtExit();
+  }
+  m_running = false;
+  if (m_mapLock->tryLock()) {
+    m_callbacks.clear();
+    m_mapLock->unlock();
+  }
+}
+
+// A socket in use stays open, lest its number be given to something else while a record is being written to it.
+void db_event_mgr::closeAtExit() {
   if (m_sockLock->tryLock()) {
     reset();
     m_sockLock->unlock();
@@ -143,22 +158,13 @@ void db_event_mgr::emptyAtExit() {
     m_sockFd = -1;
     reset();
   }
-  if (m_mapLock->tryLock()) {
-    m_callbacks.clear();
-    m_mapLock->unlock();
-  }
-}
-
-bool db_event_mgr::signalThread() {
-  const mutex_guard stopping(m_runLock);
-  return m_running && pthread_kill(m_thread, stopSignal()) == 0;
 }
 
 // The signal is lost if it lands between the thread's look at m_running and its call of poll, so it is sent again until
 // the thread's mark arrives.
 void db_event_mgr::awaitThreadEnd(bool signalled) {
   if (m_exitPipe[0] < 0) return;
-  const auto deadline = steady_clock::now() + kThreadEndTimeout;
+  const auto deadline = steady_clock::now() + std::chrono::seconds(kThreadEndTimeoutSeconds);
   while (steady_clock::now() < deadline) {
     pollfd mark{m_exitPipe[0], POLLIN, 0};
     const int ready = poll(&mark, 1, static_cast<int>(kSignalInterval.count()));

@@ -93,8 +93,8 @@ class db_event_mgr {
   static bool isUp() { return m_running && !s_bMainThreadQuiting; }
   void startThread();
   void reset();
-  bool signalThread();
   void awaitThreadEnd(bool signalled);
+  void closeAtExit();
 
   // Socket. Results are byte counts; -1 where there is no socket, and for a read that fails.
   static int getSocketFd();

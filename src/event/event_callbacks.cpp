@@ -2,23 +2,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <ctime>
 #include <utility>
 
 #include "event/db_event_mgr.h"
+#include "event/deadline.h"
 
 namespace {
 
 constexpr time_t kReplyTimeoutSeconds = 2;
-constexpr long kNanosecondsPerSecond = 1'000'000'000;
-
-timespec replyDeadline() {
-  timespec deadline{};
-  clock_gettime(CLOCK_REALTIME, &deadline);
-  deadline.tv_sec += kReplyTimeoutSeconds + deadline.tv_nsec / kNanosecondsPerSecond;
-  deadline.tv_nsec %= kNanosecondsPerSecond;
-  return deadline;
-}
 
 }  // namespace
 
@@ -66,7 +57,7 @@ int db_event_mgr::announceRegistration(const char *db, const char *table, int ac
 // A post may be left over from an earlier registration that had stopped waiting, so a successful wait proves nothing.
 void db_event_mgr::awaitAcknowledgement() {
   while (m_regAck == kAckWaiting) {
-    const timespec deadline = replyDeadline();
+    const timespec deadline = deadlineAfter(kReplyTimeoutSeconds);
     if (sem_timedwait(&m_regSem, &deadline) != 0 && errno != EINTR) return;
   }
 }

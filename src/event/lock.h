@@ -8,6 +8,8 @@
 
 #include <pthread.h>
 
+#include <ctime>
+
 #if defined(__clang__)
 #define ORV_THREAD_SAFETY(x) __attribute__((x))
 #else
@@ -37,6 +39,9 @@ class ORV_CAPABILITY("mutex") mutex {
   void init() { pthread_mutex_init(&m_native, nullptr); }
   void lock() ORV_ACQUIRE() { pthread_mutex_lock(&m_native); }
   bool tryLock() ORV_TRY_ACQUIRE(true) { return pthread_mutex_trylock(&m_native) == 0; }
+  bool lockBefore(const timespec &deadline) ORV_TRY_ACQUIRE(true) {
+    return pthread_mutex_timedlock(&m_native, &deadline) == 0;
+  }
   void unlock() ORV_RELEASE() { pthread_mutex_unlock(&m_native); }
 
  private:

@@ -186,6 +186,24 @@ TEST_F(ProcessExit, IsQuickWithHalfARecordRead) {
   expectQuickEnd(child);
 }
 
+CHILD_PROGRAM(ReturnsWhileAForkIsHeldUp) {
+  say("ready\n");
+  EXPECT_TRUE(waitUntil([] { return EventMgr::sockLockIsHeld(); }));
+  std::thread([] {
+    if (fork() == 0) _exit(0);
+  }).detach();
+  EXPECT_TRUE(waitUntil([] { return EventMgr::runLockIsHeld(); }));
+  return 0;
+}
+
+// The fork holds the manager's lock and waits for the rest of a record.
+TEST_F(ProcessExit, IsCompletedWhileAForkIsHeldUp) {
+  ChildProgram child(ReturnsWhileAForkIsHeldUp);
+  child.waitForOutput("ready");
+  peer.sendBytes(0, Bytes(70));
+  EXPECT_EQ(child.wait(), exited(0)) << child.output();
+}
+
 // Each status as a digit.
 void sayStatuses() {
   const int statuses[] = {notifyItems(), registerItems(1, f), cancelItems(7)};

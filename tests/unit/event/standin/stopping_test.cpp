@@ -99,4 +99,21 @@ TEST_F(Stopping, IsQuickAfterTheRecoveryHasGivenUp) {
   expectQuickEnd(child);
 }
 
+CHILD_PROGRAM(ExitsWhileAStartHangs) {
+  standIns.connect.play([](int, const sockaddr *, socklen_t) -> int {
+    reached = true;
+    for (;;)
+      pause();
+  });
+  std::thread([] { notifyItems(); }).detach();
+  EXPECT_TRUE(waitUntil([] { return reached.load(); }));
+  return 0;
+}
+
+// A server that takes no connection any more holds up the start, and with it the manager's lock.
+TEST(StoppingWithoutAClient, IsCompletedWhileAStartHangs) {
+  ChildProgram child(ExitsWhileAStartHangs);
+  EXPECT_EQ(child.wait(), exited(0)) << child.output();
+}
+
 }  // namespace

@@ -1,0 +1,13 @@
+// Deadlines for the waits of POSIX, which are points in time of the real-time clock.
+#pragma once
+
+#include <ctime>
+
+inline timespec deadlineAfter(time_t seconds) {
+  constexpr long kNanosecondsPerSecond = 1'000'000'000;
+  timespec deadline{};
+  clock_gettime(CLOCK_REALTIME, &deadline);
+  deadline.tv_sec += seconds + deadline.tv_nsec / kNanosecondsPerSecond;
+  deadline.tv_nsec %= kNanosecondsPerSecond;
+  return deadline;
+}
