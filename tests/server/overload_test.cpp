@@ -10,46 +10,58 @@ namespace {
 constexpr std::uint8_t kInsert = 1;
 constexpr std::uint8_t kAll = 7;
 
-class Overload : public ServerTest {};
+std::vector<RecordBytes> changes(std::uint64_t firstId, std::uint64_t count) {
+  std::vector<RecordBytes> records;
+  for (std::uint64_t id = firstId; id < firstId + count; ++id) {
+    records.push_back(changeRecord("shop", "articles", kInsert, id));
+  }
+  return records;
+}
+
+class Overload : public ServerTest {
+ protected:
+  Overload() {
+    reader_.registerFor("shop", "articles", kAll);
+    sleeper_.registerFor("shop", "articles", kAll);
+  }
+
+  // Sends changes, many at once, and sees the one client get them all while the other does not read.
+  void announce(std::uint64_t count) {
+    constexpr std::uint64_t kBatch = 200;
+    for (std::uint64_t id = 0; id < count; id += kBatch) {
+      const std::vector<RecordBytes> batch = changes(id, kBatch);
+      const Bytes bytes = concatenated(batch);
+      writer_.sendBytes(bytes.data(), bytes.size());
+      for (const RecordBytes &change : batch) {
+        ASSERT_EQ(reader_.receive(), change);
+      }
+    }
+  }
+
+  ServerClient reader_ = connectClient();
+  ServerClient sleeper_ = connectClient();
+  ServerClient writer_ = connectClient();
+};
 
 TEST_F(Overload, ClientThatDoesNotReadIsClosedAndTheOthersMissNothing) {
-  constexpr std::uint64_t kCount = 20000;  // 2.8 MB, more than a socket and a queue hold together
-  ServerClient sleeper = connectClient();
-  ServerClient reader = connectClient();
-  ServerClient writer = connectClient();
-  sleeper.registerFor("shop", "articles", kAll);
-  reader.registerFor("shop", "articles", kAll);
-  for (std::uint64_t id = 0; id < kCount; ++id) {
-    writer.send(changeRecord("shop", "articles", kInsert, id));
-    ASSERT_EQ(reader.receive(), changeRecord("shop", "articles", kInsert, id));
-  }
+  announce(20000);  // 2.8 MB, more than a socket and a queue hold together
   const std::string message =
       "process " + std::to_string(getpid()) + " does not read what it registered for, its connection is closed";
   EXPECT_NE(server_.output().find(message), std::string::npos) << server_.output();
   EXPECT_EQ(server_.output().find(message), server_.output().rfind(message)) << server_.output();
-  sleeper.waitForEnd();
+  sleeper_.waitForEnd();
 }
 
 TEST_F(Overload, ClientThatReadsLateGetsAllThatFitsItsQueue) {
   constexpr std::uint64_t kCount = 5000;  // 705 kB: too much for the socket alone
-  ServerClient late = connectClient();
-  ServerClient reader = connectClient();
-  ServerClient writer = connectClient();
-  late.registerFor("shop", "articles", kAll);
-  reader.registerFor("shop", "articles", kAll);
-  for (std::uint64_t id = 0; id < kCount; ++id) {
-    writer.send(changeRecord("shop", "articles", kInsert, id));
-    ASSERT_EQ(reader.receive(), changeRecord("shop", "articles", kInsert, id));
-  }
-  for (std::uint64_t id = 0; id < kCount; ++id) {
-    ASSERT_EQ(late.receive(), changeRecord("shop", "articles", kInsert, id));
+  announce(kCount);
+  for (const RecordBytes &change : changes(0, kCount)) {
+    ASSERT_EQ(sleeper_.receive(), change);
   }
 }
 
 TEST_F(Overload, ConnectionsBeyondTheDescriptorLimitAreClosedAndTheOthersServed) {
   const rlimit limit{16, 16};
-  ServerClient reader = connectClient();
-  reader.registerFor("shop", "articles", kAll);
   ASSERT_EQ(prlimit(server_.pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
   std::list<ServerClient> clients;
   for (rlim_t i = 0; i < limit.rlim_cur; ++i) {
@@ -59,7 +71,7 @@ TEST_F(Overload, ConnectionsBeyondTheDescriptorLimitAreClosedAndTheOthersServed)
   EXPECT_NE(server_.output().find("out of file descriptors"), std::string::npos) << server_.output();
 
   clients.front().send(changeRecord("shop", "articles", kInsert, 1));
-  EXPECT_EQ(reader.receive(), changeRecord("shop", "articles", kInsert, 1));
+  EXPECT_EQ(reader_.receive(), changeRecord("shop", "articles", kInsert, 1));
   clients.clear();
   EXPECT_TRUE(waitUntil([this] {
     try {
