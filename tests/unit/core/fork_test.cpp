@@ -42,7 +42,7 @@ int openAndInsert(const std::string &db, const char *table) {
   return insertRow(handle, table, 1) == 0 ? 0 : 2;
 }
 
-class Fork : public WritingTest {
+class LibraryFork : public WritingTest {
  protected:
   std::string name_ = db();
 };
@@ -73,7 +73,7 @@ CHILD_PROGRAM(LogsFromThreadsAndChildren) {
 
 }  // namespace
 
-TEST_F(Fork, GivesTheChildFreshLocks) {
+TEST_F(LibraryFork, GivesTheChildFreshLocks) {
   const LockAddresses parents;
   const auto child = [&parents] {
     const LockAddresses own;
@@ -84,7 +84,7 @@ TEST_F(Fork, GivesTheChildFreshLocks) {
   EXPECT_EQ(inChild(child), exited(0));
 }
 
-TEST_F(Fork, LeavesTheParentItsLocksAndReleasesThem) {
+TEST_F(LibraryFork, LeavesTheParentItsLocksAndReleasesThem) {
   const LockAddresses before;
   EXPECT_EQ(inChild([] { return 0; }), exited(0));
   const LockAddresses after;
@@ -96,7 +96,7 @@ TEST_F(Fork, LeavesTheParentItsLocksAndReleasesThem) {
   EXPECT_TRUE(allLocksAreFree());
 }
 
-TEST_F(Fork, LetsTheChildOpenAtOnceAlthoughAnotherThreadHeldTheRegistry) {
+TEST_F(LibraryFork, LetsTheChildOpenAtOnceAlthoughAnotherThreadHeldTheRegistry) {
   std::atomic<bool> held{false};
   std::thread other([&held] {
     const write_guard holding(s_pConnInfoLock);
@@ -110,7 +110,7 @@ TEST_F(Fork, LetsTheChildOpenAtOnceAlthoughAnotherThreadHeldTheRegistry) {
   EXPECT_EQ(rowCount("t"), "1");
 }
 
-TEST_F(Fork, GivesTheChildItsOwnConnectionToTheNotificationServer) {
+TEST_F(LibraryFork, GivesTheChildItsOwnConnectionToTheNotificationServer) {
   EXPECT_EQ(inChild([this] { return openAndInsert(name_, "t"); }), exited(0));
   EXPECT_EQ(insertRow(handle_, "u", 1), 0);
   const PeerRecord childs{1, changeRecord(name_, "t", ORV_DB_ACTION_INSERT, 1)};
@@ -118,7 +118,7 @@ TEST_F(Fork, GivesTheChildItsOwnConnectionToTheNotificationServer) {
   EXPECT_EQ(peer_.connectionCount(), 2);
 }
 
-TEST_F(Fork, WithoutAServerLetsTheChildConnectAtItsFirstAnnouncement) {
+TEST_F(LibraryFork, WithoutAServerLetsTheChildConnectAtItsFirstAnnouncement) {
   peer_.stopListening();
   int ends[2];
   char step = 0;
@@ -140,7 +140,7 @@ TEST_F(Fork, WithoutAServerLetsTheChildConnectAtItsFirstAnnouncement) {
   EXPECT_EQ(records[0].bytes, changeRecord("d", "t", ORV_DB_ACTION_INSERT, 2));
 }
 
-TEST_F(Fork, WorksAtAnyMomentOfOtherThreadsWork) {
+TEST_F(LibraryFork, WorksAtAnyMomentOfOtherThreadsWork) {
   std::atomic<bool> enough{false};
   std::vector<std::thread> threads;
   threads.emplace_back([&] {

@@ -9,7 +9,7 @@
 
 namespace {
 
-class Transaction : public WritingTest {
+class Transactions : public WritingTest {
  protected:
   void begin() { ASSERT_EQ(orv_db_begin_transaction(handle_.get()), 0); }
   void commit() { ASSERT_EQ(orv_db_commit_transaction(handle_.get()), 0); }
@@ -51,14 +51,14 @@ TEST(TransactionOfANullHandle, Is3) {
   EXPECT_TRUE(s_mapPendingTables->empty());
 }
 
-TEST_F(Transaction, BeginTurnsAutoCommitOff) {
+TEST_F(Transactions, BeginTurnsAutoCommitOff) {
   EXPECT_TRUE(is_autocommit(handle_.get()));
   begin();
   EXPECT_FALSE(is_autocommit(handle_.get()));
   EXPECT_EQ(rawValue(handle_, "SELECT @@autocommit"), "0");
 }
 
-TEST_F(Transaction, CommitKeepsTheRowsAndTurnsAutoCommitOn) {
+TEST_F(Transactions, CommitKeepsTheRowsAndTurnsAutoCommitOn) {
   begin();
   insert("t");
   EXPECT_EQ(rowCount("t"), "0");
@@ -68,7 +68,7 @@ TEST_F(Transaction, CommitKeepsTheRowsAndTurnsAutoCommitOn) {
   EXPECT_EQ(rawValue(handle_, "SELECT @@autocommit"), "1");
 }
 
-TEST_F(Transaction, RollbackDropsTheRowsAndTurnsAutoCommitOn) {
+TEST_F(Transactions, RollbackDropsTheRowsAndTurnsAutoCommitOn) {
   begin();
   insert("t");
   EXPECT_EQ(rawValue(handle_, "SELECT COUNT(*) FROM t"), "1");
@@ -79,7 +79,7 @@ TEST_F(Transaction, RollbackDropsTheRowsAndTurnsAutoCommitOn) {
   EXPECT_EQ(rawValue(handle_, "SELECT @@autocommit"), "1");
 }
 
-TEST_F(Transaction, AnnouncesNothingBeforeTheCommit) {
+TEST_F(Transactions, AnnouncesNothingBeforeTheCommit) {
   begin();
   insert("t");
   EXPECT_EQ(updateRows(handle_, "t", 2, nullptr), 0);
@@ -89,7 +89,7 @@ TEST_F(Transaction, AnnouncesNothingBeforeTheCommit) {
   EXPECT_EQ(peer_.remainingRecords(), Records{wholeTable("t")});
 }
 
-TEST_F(Transaction, CommitAnnouncesEachTableOnceInAscendingOrder) {
+TEST_F(Transactions, CommitAnnouncesEachTableOnceInAscendingOrder) {
   begin();
   EXPECT_EQ(updateRows(handle_, "u", 2, nullptr), 0);
   insert("t");
@@ -98,7 +98,7 @@ TEST_F(Transaction, CommitAnnouncesEachTableOnceInAscendingOrder) {
   EXPECT_EQ(peer_.remainingRecords(), (Records{wholeTable("t"), wholeTable("u")}));
 }
 
-TEST_F(Transaction, TheOrderOfTheTablesIsThatOfTheirBytes) {
+TEST_F(Transactions, TheOrderOfTheTablesIsThatOfTheirBytes) {
   for (const char *table : {"B", "a", "aa", "_"})
     createTable(admin(), table);
   begin();
@@ -108,7 +108,7 @@ TEST_F(Transaction, TheOrderOfTheTablesIsThatOfTheirBytes) {
   EXPECT_EQ(peer_.remainingRecords(), (Records{wholeTable("B"), wholeTable("_"), wholeTable("a"), wholeTable("aa")}));
 }
 
-TEST_F(Transaction, ASecondCommitAnnouncesTheTablesOfTheFirstAgain) {
+TEST_F(Transactions, ASecondCommitAnnouncesTheTablesOfTheFirstAgain) {
   begin();
   insert("t");
   insert("u");
@@ -120,7 +120,7 @@ TEST_F(Transaction, ASecondCommitAnnouncesTheTablesOfTheFirstAgain) {
   EXPECT_EQ(peer_.remainingRecords(), (Records{wholeTable("t"), wholeTable("u"), wholeTable("v")}));
 }
 
-TEST_F(Transaction, ACommitWithoutAnyWriteAnnouncesTheEarlierTablesAgain) {
+TEST_F(Transactions, ACommitWithoutAnyWriteAnnouncesTheEarlierTablesAgain) {
   begin();
   insert("t");
   commit();
@@ -129,7 +129,7 @@ TEST_F(Transaction, ACommitWithoutAnyWriteAnnouncesTheEarlierTablesAgain) {
   EXPECT_EQ(peer_.remainingRecords(), Records{wholeTable("t")});
 }
 
-TEST_F(Transaction, ARollbackAnnouncesNothingAndLeavesTheTablesToTheNextCommit) {
+TEST_F(Transactions, ARollbackAnnouncesNothingAndLeavesTheTablesToTheNextCommit) {
   begin();
   insert("t");
   rollBack();
@@ -139,7 +139,7 @@ TEST_F(Transaction, ARollbackAnnouncesNothingAndLeavesTheTablesToTheNextCommit) 
   EXPECT_EQ(peer_.remainingRecords(), Records{wholeTable("t")});
 }
 
-TEST_F(Transaction, PendingTablesBelongToTheirHandle) {
+TEST_F(Transactions, PendingTablesBelongToTheirHandle) {
   const Handle other = openHandle(*this);
   ASSERT_TRUE(other) << orv_db_get_error_str();
   begin();
@@ -152,7 +152,7 @@ TEST_F(Transaction, PendingTablesBelongToTheirHandle) {
   EXPECT_EQ(peer_.remainingRecords(), Records{wholeTable("t")});
 }
 
-TEST_F(Transaction, AWriteAfterTheCommitIsAnnouncedAtOnceAgain) {
+TEST_F(Transactions, AWriteAfterTheCommitIsAnnouncedAtOnceAgain) {
   begin();
   insert("t");
   commit();
@@ -160,7 +160,7 @@ TEST_F(Transaction, AWriteAfterTheCommitIsAnnouncedAtOnceAgain) {
   EXPECT_EQ(peer_.remainingRecords(), (Records{wholeTable("t"), announced("u", ORV_DB_ACTION_INSERT, 1)}));
 }
 
-TEST_F(Transaction, BegunByTheServersOwnSettingIsOneToo) {
+TEST_F(Transactions, BegunByTheServersOwnSettingIsOneToo) {
   ASSERT_EQ(rawQuery(handle_, "SET autocommit = 0"), 0U);
   insert("t");
   EXPECT_EQ(peer_.remainingRecords(), Records{});
@@ -168,7 +168,7 @@ TEST_F(Transaction, BegunByTheServersOwnSettingIsOneToo) {
   EXPECT_EQ(peer_.remainingRecords(), Records{wholeTable("t")});
 }
 
-TEST_F(Transaction, AFailedCommitReturns14AndAnnouncesNothing) {
+TEST_F(Transactions, AFailedCommitReturns14AndAnnouncesNothing) {
   begin();
   insert("t");
   setLastError("text");
@@ -178,7 +178,7 @@ TEST_F(Transaction, AFailedCommitReturns14AndAnnouncesNothing) {
   EXPECT_EQ(rowCount("t"), "0");
 }
 
-TEST_F(Transaction, AFailedCommitDropsThePendingTables) {
+TEST_F(Transactions, AFailedCommitDropsThePendingTables) {
   begin();
   insert("t");
   failACommit();
@@ -189,7 +189,7 @@ TEST_F(Transaction, AFailedCommitDropsThePendingTables) {
   EXPECT_EQ(peer_.remainingRecords(), Records{wholeTable("v")});
 }
 
-TEST_F(Transaction, AFailedCommitDropsThoseOfEarlierTransactionsToo) {
+TEST_F(Transactions, AFailedCommitDropsThoseOfEarlierTransactionsToo) {
   begin();
   insert("t");
   commit();
@@ -201,7 +201,7 @@ TEST_F(Transaction, AFailedCommitDropsThoseOfEarlierTransactionsToo) {
   EXPECT_EQ(peer_.remainingRecords(), Records{});
 }
 
-TEST_F(Transaction, AFailedCommitLeavesTheHandleInAutoCommitMode) {
+TEST_F(Transactions, AFailedCommitLeavesTheHandleInAutoCommitMode) {
   begin();
   insert("t");
   failACommit();
@@ -212,7 +212,7 @@ TEST_F(Transaction, AFailedCommitLeavesTheHandleInAutoCommitMode) {
 }
 
 // What an application sees of it: the rows written before are gone, later ones stay although nothing was committed.
-TEST_F(Transaction, AConnectionLostInsideIsReplacedSilently) {
+TEST_F(Transactions, AConnectionLostInsideIsReplacedSilently) {
   begin();
   insert("t");
   killConnections();
@@ -224,7 +224,7 @@ TEST_F(Transaction, AConnectionLostInsideIsReplacedSilently) {
   EXPECT_EQ(rowCount("u"), "1");
 }
 
-TEST_F(Transaction, BeginConnectsAgainWhenTheConnectionWasLost) {
+TEST_F(Transactions, BeginConnectsAgainWhenTheConnectionWasLost) {
   killConnections();
   begin();
   insert("t");
