@@ -36,7 +36,7 @@ std::map<std::string, RegisteredProgram::Body> &programs() {
 // A copy, since neither a link across file systems nor a symbolic one would give the child another name. Each copy has
 // a folder of its own: a program that runs cannot be written again.
 fs::path executableNamed(const std::string &name) {
-  const fs::path self = fs::read_symlink("/proc/self/exe");
+  fs::path self = fs::read_symlink("/proc/self/exe");
   if (name.empty()) return self;
   std::string folder = "/tmp/renamed.XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) fail("mkdtemp");
@@ -158,7 +158,7 @@ void ChildProgram::writeInput(const std::string &text) {
   if (written != static_cast<ssize_t>(text.size())) fail("write to the child program");
 }
 
-void ChildProgram::kill(int signal) {
+void ChildProgram::kill(int signal) const {
   if (!ended_) ::kill(pid_, signal);
 }
 

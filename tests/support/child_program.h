@@ -84,7 +84,7 @@ class ChildProgram {
 
   void writeInput(const std::string &text);
   void closeInput() { input_.reset(); }
-  void kill(int signal);
+  void kill(int signal) const;
 
  private:
   void start(const std::vector<std::string> &command, const std::vector<std::string> &environment);

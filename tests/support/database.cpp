@@ -61,7 +61,7 @@ std::vector<Row> AdminConnection::query(const std::string &sql) {
     return {};
   }
   std::vector<Row> rows;
-  while (const MYSQL_ROW fields = mysql_fetch_row(result.get())) {
+  while (MYSQL_ROW fields = mysql_fetch_row(result.get())) {
     const unsigned long *lengths = mysql_fetch_lengths(result.get());
     Row &row = rows.emplace_back();
     for (unsigned int i = 0; i < mysql_num_fields(result.get()); ++i) {

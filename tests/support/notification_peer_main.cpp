@@ -160,7 +160,7 @@ void Peer::listen() {
   UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  std::strcpy(address.sun_path, kServerSocketPath);
+  std::string(kServerSocketPath).copy(address.sun_path, sizeof address.sun_path - 1);
   if (bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) fail("bind");
   if (::listen(listener.get(), SOMAXCONN) != 0) fail("listen");
   listener_ = std::move(listener);

@@ -21,6 +21,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -202,10 +203,8 @@ void enterPrivateRoot(const Options &options) {
 }
 
 bool onlyListsTests(const std::vector<char *> &command) {
-  for (const char *word : command) {
-    if (std::strcmp(word, "--gtest_list_tests") == 0) return true;
-  }
-  return false;
+  return std::any_of(command.begin(), command.end(),
+                     [](const char *word) { return std::strcmp(word, "--gtest_list_tests") == 0; });
 }
 
 [[noreturn]] void run(const std::vector<char *> &command) {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <regex>
 #include <stdexcept>
 #include <system_error>
@@ -36,7 +35,7 @@ SystemLog::SystemLog() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOC
     throw std::runtime_error("runs only under private_root: the machine's log is not to be touched");
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  std::strcpy(address.sun_path, kLogSocket);
+  std::string(kLogSocket).copy(address.sun_path, sizeof address.sun_path - 1);
   if (bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) fail("bind /dev/log");
 }
 

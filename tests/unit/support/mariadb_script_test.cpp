@@ -24,10 +24,11 @@ CHILD_PROGRAM(Waits) {
 }
 
 class MariadbScript : public ::testing::Test {
- protected:
+ public:
   ~MariadbScript() override { stop(); }
 
-  ShellOutcome call(const std::string &arguments, const std::string &environment = "") const {
+ protected:
+  static ShellOutcome call(const std::string &arguments, const std::string &environment = "") {
     return shell(environment + " " + inQuotes(ORVDB_MARIADB_SCRIPT) + " " + arguments);
   }
   // Whatever becomes of this test, its server does not survive it.

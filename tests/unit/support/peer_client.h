@@ -19,7 +19,7 @@ class PeerClient {
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, kServerSocketPath);
+    std::string(kServerSocketPath).copy(address.sun_path, sizeof address.sun_path - 1);
     if (connect(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
       connectError_ = errno;
   }
