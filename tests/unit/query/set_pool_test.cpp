@@ -22,12 +22,13 @@ struct Pool {
 void PrintTo(const Pool &pool, std::ostream *out) { *out << pool.name; }
 
 class SetPool : public testing::TestWithParam<Pool> {
- protected:
+ public:
   ~SetPool() override {
     for (ResultSetInfo *set : taken_)
       orv_db_free_result(set);
   }
 
+ protected:
   ResultSetInfo *take() { return taken_.emplace_back(GetParam().take()); }
   void giveBack(std::size_t position) {
     orv_db_free_result(taken_.at(position));
@@ -158,7 +159,7 @@ struct WatchedSet {
 };
 
 class WatchedPool : public testing::Test {
- protected:
+ public:
   WatchedPool() : lock_(mutex::create()) {
     WatchedSet::poolLock = lock_;
     WatchedSet::destroyed = 0;
@@ -166,6 +167,7 @@ class WatchedPool : public testing::Test {
   }
   ~WatchedPool() override { delete lock_; }
 
+ protected:
   void takeAllSlots() {
     for (int slot = 0; slot < kSlots; ++slot)
       pool_.take();
