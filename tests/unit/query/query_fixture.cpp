@@ -56,7 +56,7 @@ std::string textOf(ResultSetInfo *result, unsigned int column) {
   std::string text(1U << 16, '\0');
   const unsigned int status = orv_db_result_column_text(result, column, text.data(), text.size());
   if (status != ORV_DB_OK) throw std::runtime_error("status " + std::to_string(status) + " instead of a text");
-  return text.c_str();
+  return text.substr(0, text.find('\0'));
 }
 
 std::string bytesOf(ResultSetInfo *result, unsigned int column) {

@@ -97,6 +97,15 @@ TEST_F(StatementNumber, UpperHalfOfADoubleIsReadByTheUnsignedGetter) {
   EXPECT_NE((read<orv_db_result_column_int64, long long>(number)), static_cast<long long>(18000000000000000000ULL));
 }
 
+TEST_F(StatementNumber, BitColumnIsReadAsItsByte) {
+  admin().query("CREATE TABLE t (a BIT(1), b BIT(8))");
+  admin().query("INSERT INTO t VALUES (1, 200)");
+  const QueryAnswer answer = query({"t"});
+  ASSERT_EQ(orv_db_result_step(answer.rows.get()), 9U);
+  EXPECT_EQ((read<orv_db_result_column_char, char>(answer.rows.get(), 0)), 1);
+  EXPECT_EQ((read<orv_db_result_column_uchar, unsigned char>(answer.rows.get(), 1)), 200);
+}
+
 TEST_F(StatementNumber, ConversionThatFailsIsNotReported) {
   ResultSetInfo *number = row("300 AS a, 5000000000 AS b, 1e300 AS c, 'x' AS d");
   for (unsigned int index = 0; index < 4; ++index) {
