@@ -17,7 +17,7 @@ const char *const kSleepsBehindTheFirstRow = "REPEAT('x', 200000) AS a, SLEEP(IF
 const char *const kTwoRows = "seq_1_to_2";
 
 class ConnectionLoss : public ExecutedStatementTest {
- protected:
+ public:
   ConnectionLoss()
       : connectionId_(std::to_string(mysql_thread_id(connection()))), socket_(mysql_get_socket(connection())) {}
   // Wakes the server, which does not look at the connection while it sleeps.
@@ -29,6 +29,7 @@ class ConnectionLoss : public ExecutedStatementTest {
     }
   }
 
+ protected:
   // Runs a query that falls asleep on the server, and breaks the connection meanwhile.
   template <class Query>
   auto lostDuring(Query runQuery) {
@@ -42,7 +43,7 @@ class ConnectionLoss : public ExecutedStatementTest {
     return admin().value("SELECT COUNT(*) FROM information_schema.processlist WHERE state = 'User sleep' AND id = " +
                          connectionId_) == "1";
   }
-  void breakConnection() { shutdown(socket_, SHUT_RDWR); }
+  void breakConnection() const { shutdown(socket_, SHUT_RDWR); }
 
  private:
   MYSQL *connection() const { return &handle()->mysql; }
