@@ -322,7 +322,8 @@ ORV_DB_API unsigned int orv_db_raw_query(_orv_db_handle_t *handle, const char *s
  * @param params       Values for the placeholders, in order; may be NULL when @p paramCount is 0.
  * @param paramCount   Number of @p params.
  * @param orderBy      Text after ORDER BY; NULL for the server's order.
- * @param result       Where to store the rows, never NULL; set to NULL on failure. Released with orv_db_free_result().
+ * @param result       Where to store the rows, never NULL; set to NULL on failure, but left alone when @p handle or
+ *                     @p table is NULL. Released with orv_db_free_result().
  * @return ORV_DB_OK, also when no row matches. ORV_DB_INVALID_ARGUMENT: @p handle, @p table or @p result is NULL, or
  *         @p paramCount is not the number of placeholders (the error text stays empty). ORV_DB_ERROR: the statement
  *         could not be prepared or run, whatever the reason. ORV_DB_NO_MEMORY.
