@@ -247,11 +247,10 @@ void NotificationPeer::readEventsUntil(Condition condition, std::chrono::millise
 
 void NotificationPeer::readEvent() {
   PeerEventHeader header{};
-  Bytes bytes(kPeerPacketSize);
-  iovec parts[] = {{&header, sizeof header}, {bytes.data(), bytes.size()}};
+  iovec parts[] = {{&header, sizeof header}, {packet_.data(), packet_.size()}};
   const ssize_t length = readv(control_.get(), parts, 2);
   if (length < static_cast<ssize_t>(sizeof header)) throw std::runtime_error("the notification peer is gone");
-  bytes.resize(static_cast<std::size_t>(length) - sizeof header);
+  Bytes bytes(packet_.begin(), packet_.begin() + (length - static_cast<ssize_t>(sizeof header)));
   switch (header.event) {
     case PeerEvent::done:
       ++commandsDone_;
