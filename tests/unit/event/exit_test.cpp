@@ -291,7 +291,7 @@ CHILD_PROGRAM(ReturnsWhileThreadsUseTheClient) {
 }
 
 TEST_F(ProcessExit, IsHarmlessToThreadsThatAreStillInsideTheLibrary) {
-  for (int round = 0; round < 50; ++round) {
+  for (int round = 0; round < 20; ++round) {
     ChildProgram child(ReturnsWhileThreadsUseTheClient);
     ASSERT_EQ(child.wait(), exited(0)) << "round " << round << '\n' << child.output();
     peer.remainingRecords();

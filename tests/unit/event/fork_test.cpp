@@ -138,17 +138,16 @@ TEST_F(ForkedChild, ConnectsLaterWhenTheServerWasDownAtTheFork) {
 
 TEST_F(ForkedChild, WorksAtAnyMomentOfOtherThreadsWork) {
   std::atomic<bool> enough{false};
-  std::vector<std::thread> threads;
-  threads.emplace_back([&] {
-    while (!enough)
-      EXPECT_EQ(notifyItems(), 0);
-  });
-  threads.emplace_back([&] {
-    while (!enough) {
-      EXPECT_EQ(registerItems(1, f), 0);
-      EXPECT_EQ(cancelItems(1), 0);
-    }
-  });
+  std::vector<std::thread> threads(2);
+  for (std::thread &thread : threads) {
+    thread = std::thread([&enough] {
+      while (!enough) {
+        EXPECT_EQ(registerItems(1, f), 0);
+        EXPECT_EQ(notifyItems(), 0);
+        EXPECT_EQ(cancelItems(1), 0);
+      }
+    });
+  }
   for (int i = 0; i < 30; ++i) {
     const pid_t child = startChecks([] {
       EXPECT_EQ(notifyItems(), 0);

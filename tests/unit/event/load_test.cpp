@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "support/notification_peer.h"
 
@@ -42,6 +43,7 @@ void loadAndUnload() {
 // Its thread is never joined, so its code stays mapped.
 TEST(LibraryLoad, AThousandTimesLeavesOneThreadAndOneConnectionAndGrowsNothing) {
   NotificationPeer peer;
+  std::thread([] {}).join();  // with the first thread, ThreadSanitizer starts one of its own
   const std::size_t threadsBefore = threads();
   loadAndUnload();
   peer.waitForConnection(0);
@@ -59,7 +61,8 @@ TEST(LibraryLoad, AThousandTimesLeavesOneThreadAndOneConnectionAndGrowsNothing) 
   EXPECT_FALSE(peer.isClosed(0));
   EXPECT_EQ(descriptors(), descriptorsLoaded);
   EXPECT_EQ(mappings(), mappingsLoaded);
-  EXPECT_LT(residentKilobytes(), memory + 1024);
+  constexpr std::size_t kNoise = 8192;
+  EXPECT_LT(residentKilobytes(), memory + kNoise);
 }
 
 TEST(LibraryLoad, ThatIsTakenBackLeavesTheClientWorking) {

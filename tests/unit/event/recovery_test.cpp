@@ -121,7 +121,7 @@ TEST_F(Recovery, StartsAnewWhenTheReplayFails) {
 
 // The server does not read, so the replay stands still in the middle.
 TEST_F(Recovery, ReplayHoldsTheLocksOfRegistrationsAndCancellationsUntilItIsDone) {
-  constexpr std::size_t kEnoughToFillTheSocket = 1000;
+  constexpr std::size_t kEnoughToFillTheSocket = 400;
   for (std::size_t i = 0; i < kEnoughToFillTheSocket; ++i) {
     ASSERT_EQ(orv_db_register_callback(kDb, std::to_string(i).c_str(), ORV_DB_ACTION_INSERT, nullptr, 0, f), 0);
   }
