@@ -73,12 +73,12 @@ void setOptions(MYSQL *connection) {
 // Leaves no entry behind when memory runs out.
 void registerConnection(_orv_db_handle_t *handle, ConnectionInfo info) {
   const write_guard registering(s_pConnInfoLock);
-  const bool isNew = s_mapConnInfo->insert_or_assign(&handle->mysql, std::move(info)).second;
+  s_mapConnInfo->insert_or_assign(&handle->mysql, std::move(info));
   handle->lock.init();
   try {
     (*s_mapPendingTables)[handle].clear();
   } catch (...) {
-    if (isNew) s_mapConnInfo->erase(&handle->mysql);
+    s_mapConnInfo->erase(&handle->mysql);
     throw;
   }
 }
