@@ -4,6 +4,7 @@
 #include <orvdb_client.h>
 
 #include <string>
+#include <thread>
 
 TEST(LastErrorText, IsTheBufferItselfAndNotACopy) {
   EXPECT_EQ(orv_db_get_error_str(), s_szErrorStr);
@@ -42,4 +43,13 @@ TEST(LastErrorText, KeepsNothingOfALongerTextBefore) {
   setLastError(std::string(100, 'x').c_str());
   setLastError("short");
   EXPECT_STREQ(orv_db_get_error_str(), "short");
+}
+
+TEST(LastErrorText, IsOneForAllThreads) {
+  setLastError("of this thread");
+  std::thread([] {
+    EXPECT_STREQ(orv_db_get_error_str(), "of this thread");
+    setLastError("of the other thread");
+  }).join();
+  EXPECT_STREQ(orv_db_get_error_str(), "of the other thread");
 }
