@@ -24,6 +24,13 @@ class Insert : public TableTest {
     return orv_db_insert(handle(), table.c_str(), content, &affected, &id);
   }
 
+  // Returns when a statement runs the server's function SLEEP.
+  void waitForSleep() {
+    const std::string sleeping =
+        "SELECT 1 FROM information_schema.processlist WHERE state='User sleep' AND db=DATABASE()";
+    if (!waitUntil([&] { return !rows(sleeping).empty(); })) throw std::runtime_error("no statement sleeps");
+  }
+
   unsigned long long affected = kUntouched;
   unsigned long long id = kUntouched;
 };
@@ -246,9 +253,7 @@ TEST_F(Insert, OnAConnectionThatWasLostIsRunOnANewOne) {
 TEST_F(Insert, ThatLosesItsConnectionWhileItRunsReturns1) {
   std::future<int> inserting =
       std::async(std::launch::async, [&] { return insert("t(a) VALUES (? + SLEEP(100)) #", Content().with("a", 1)); });
-  ASSERT_TRUE(waitUntil([&] {
-    return !rows("SELECT 1 FROM information_schema.processlist WHERE state='User sleep' AND db=DATABASE()").empty();
-  }));
+  waitForSleep();
   sql("KILL CONNECTION " + std::to_string(connectionIds().at(0)));
   EXPECT_EQ(inserting.get(), ORV_DB_ERROR);
   EXPECT_STREQ(errorText(), "Lost connection to server during query");

@@ -35,19 +35,41 @@ class SharedHandle : public TableTest {
   unsigned long long liveThrough(int thread, int round, bool isDeleted) {
     unsigned long long affected = 0;
     unsigned long long id = 0;
-    EXPECT_EQ(orv_db_insert(handle(), "t", Content().with("thread", thread).with("text", "new"), &affected, &id),
-              ORV_DB_OK);
-    EXPECT_EQ(affected, 1U);
+    const Content values = Content().with("thread", thread).with("text", "new");
+    expectOneRow(orv_db_insert(handle(), "t", values, &affected, &id), affected);
     const _orv_db_param_t own = idParam(id);
     for (const int value : {round, -1 - round}) {
-      EXPECT_EQ(orv_db_update(handle(), "t", Content().with("value", value), "_id=?", &own, 1, &affected), ORV_DB_OK);
-      EXPECT_EQ(affected, 1U);
+      expectOneRow(orv_db_update(handle(), "t", Content().with("value", value), "_id=?", &own, 1, &affected), affected);
     }
-    if (isDeleted) {
-      EXPECT_EQ(orv_db_delete(handle(), "t", "_id=?", &own, 1, &affected), ORV_DB_OK);
-      EXPECT_EQ(affected, 1U);
-    }
+    if (isDeleted) expectOneRow(orv_db_delete(handle(), "t", "_id=?", &own, 1, &affected), affected);
     return id;
+  }
+
+  // By reference, because the call that gives the status sets the number of rows.
+  static void expectOneRow(int status, const unsigned long long &affected) {
+    EXPECT_EQ(status, ORV_DB_OK);
+    EXPECT_EQ(affected, 1U);
+  }
+
+  void queryRaw() {
+    const std::string text = "INSERT INTO raw VALUES (1)";
+    EXPECT_EQ(orv_db_raw_query(handle(), text.data(), text.size(), nullptr), 0U);
+  }
+
+  void testAndCount() {
+    EXPECT_EQ(orv_db_test_connection(handle()), ORV_DB_OK);
+    orv_db_raw_affected_rows(handle());
+    orv_db_raw_insert_id(handle());
+  }
+
+  void runTransaction() {
+    EXPECT_EQ(orv_db_begin_transaction(handle()), ORV_DB_OK);
+    EXPECT_EQ(orv_db_commit_transaction(handle()), ORV_DB_OK);
+  }
+
+  void failTwice() {
+    EXPECT_EQ(orv_db_insert(handle(), "t", Content().with("missing", 1), nullptr, nullptr), ORV_DB_ERROR);
+    EXPECT_EQ(orv_db_delete(handle(), "t", "_id=?", nullptr, 0, nullptr), ORV_DB_INVALID_ARGUMENT);
   }
 
   static _orv_db_param_t idParam(unsigned long long id) {
@@ -97,34 +119,17 @@ TEST_F(SharedHandle, LetsSixThreadsInsertUpdateAndDelete) {
 
 TEST_F(SharedHandle, LetsWritersRawQueriesTransactionsTestsAndCountersMix) {
   sql("CREATE TABLE raw (a INT)");
+  const std::function<void()> others[] = {[&] { queryRaw(); }, [&] { testAndCount(); }, [&] { runTransaction(); }};
   std::atomic<int> writers{3};
-  const auto whileOthersWrite = [&](const std::function<void()> &call) {
-    while (writers > 0)
-      call();
-  };
   runOnSixThreads([&](int thread) {
-    switch (thread) {
-      case 3:
-        return whileOthersWrite([&] {
-          const std::string text = "INSERT INTO raw VALUES (1)";
-          EXPECT_EQ(orv_db_raw_query(handle(), text.data(), text.size(), nullptr), 0U);
-        });
-      case 4:
-        return whileOthersWrite([&] {
-          EXPECT_EQ(orv_db_test_connection(handle()), ORV_DB_OK);
-          orv_db_raw_affected_rows(handle());
-          orv_db_raw_insert_id(handle());
-        });
-      case 5:
-        return whileOthersWrite([&] {
-          EXPECT_EQ(orv_db_begin_transaction(handle()), ORV_DB_OK);
-          EXPECT_EQ(orv_db_commit_transaction(handle()), ORV_DB_OK);
-        });
-      default:
-        for (int round = 0; round < kRounds; ++round)
-          liveThrough(thread, round, round % 2 == 1);
-        --writers;
+    if (thread >= 3) {
+      while (writers > 0)
+        others[thread - 3]();
+      return;
     }
+    for (int round = 0; round < kRounds; ++round)
+      liveThrough(thread, round, round % 2 == 1);
+    --writers;
   });
   EXPECT_EQ(
       rows("SELECT thread, COUNT(*) FROM t GROUP BY thread ORDER BY thread"),
@@ -139,8 +144,7 @@ TEST_F(SharedHandle, LetsThreadsFailBesideThreadsThatSucceed) {
       if (thread % 2 == 0) {
         liveThrough(thread, round, false);
       } else {
-        EXPECT_EQ(orv_db_insert(handle(), "t", Content().with("missing", 1), nullptr, nullptr), ORV_DB_ERROR);
-        EXPECT_EQ(orv_db_delete(handle(), "t", "_id=?", nullptr, 0, nullptr), ORV_DB_INVALID_ARGUMENT);
+        failTwice();
       }
     }
   });
