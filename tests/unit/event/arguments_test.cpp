@@ -1,6 +1,8 @@
 // Arguments that the three exported functions refuse, and what they do without a notification server.
 #include <orvdb_client.h>
 
+#include <thread>
+
 #include "core/last_error.h"
 #include "core/log.h"
 #include "event_mgr_access.h"
@@ -99,6 +101,17 @@ TEST(WithoutServer, RefusedArgumentsReturn3AndDoNotStartTheClient) {
   EXPECT_EQ(orv_db_register_callback("d", nullptr, ORV_DB_ACTION_INSERT, nullptr, 0, f), 3);
   EXPECT_EQ(orv_db_cancel_callback("d", "t", actions(0)), 3);
   EXPECT_EQ(peer.connectionCount(), 0);
+}
+
+TEST(WithoutServer, ThreadsThatNotifyAtOnceStartOneClient) {
+  NotificationPeer peer;
+  std::vector<std::thread> threads(8);
+  for (std::thread &thread : threads)
+    thread = std::thread([] { EXPECT_EQ(notifyItems(), 0); });
+  for (std::thread &thread : threads)
+    thread.join();
+  EXPECT_EQ(peer.remainingRecords().size(), 8U);
+  EXPECT_EQ(peer.connectionCount(), 1);
 }
 
 CHILD_PROGRAM(FailsToNotifyAndLogsOneLine) {

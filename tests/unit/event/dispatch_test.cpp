@@ -118,6 +118,27 @@ TEST_F(ChangeDispatch, CallOnItsWayGoesOnWhileAnotherThreadCancelsIt) {
   EXPECT_TRUE(ended);
 }
 
+TEST_F(ChangeDispatch, GoesOnWhileOtherThreadsRegisterAndCancel) {
+  ASSERT_EQ(registerItems(1, f), 0);
+  std::atomic<bool> enough{false};
+  std::vector<std::thread> threads(2);
+  for (std::thread &thread : threads) {
+    thread = std::thread([&enough] {
+      while (!enough) {
+        EXPECT_EQ(registerItems(2, g), 0);
+        EXPECT_EQ(cancelItems(2), 0);
+      }
+    });
+  }
+  constexpr std::size_t kChanges = 100;
+  for (std::size_t i = 0; i < kChanges; ++i) {
+    EXPECT_THAT(callsFor({itemsChange(1, i)}), ElementsAre(fWith(1, i)));
+  }
+  enough = true;
+  for (std::thread &thread : threads)
+    thread.join();
+}
+
 using InsideCallback = ChangeDispatch;
 
 TEST_F(InsideCallback, NotificationAndCancellationWork) {

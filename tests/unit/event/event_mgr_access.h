@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "event/db_event_mgr.h"
+#include "event/exit_emptied.h"
 
 // An entry of the registry, without its callback.
 struct RegistryEntry {
@@ -32,6 +33,9 @@ struct db_event_mgr_test_access {
   static_assert(std::is_same_v<decltype(mgr::m_needreinit), std::atomic<bool>>);
   static_assert(std::is_same_v<decltype(mgr::m_sockFd), std::atomic<int>>);
   static_assert(std::is_same_v<decltype(mgr::m_regAck), std::atomic<int>>);
+
+  // An exception that left the manager's end would terminate the process.
+  static_assert(std::is_nothrow_destructible_v<exit_emptied<mgr>>);
 
   static constexpr int kLost = mgr::kAckLost;
   static constexpr int kWaiting = mgr::kAckWaiting;

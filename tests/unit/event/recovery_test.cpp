@@ -1,12 +1,16 @@
 // What happens when the notification server goes away and comes back; the pauses are real here, a second at least.
 #include <fcntl.h>
 
+#include <atomic>
+#include <thread>
+
 #include "event_mgr_access.h"
 #include "event_support.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -137,6 +141,34 @@ TEST_F(Recovery, ReplayHoldsTheLocksOfRegistrationsAndCancellationsUntilItIsDone
   peer.waitForRecords(kEnoughToFillTheSocket + 1);
   EXPECT_THAT(callsFor({}, 1), IsEmpty());
   EXPECT_FALSE(EventMgr::regLockIsHeld() || EventMgr::mapLockIsHeld());
+}
+
+TEST_F(Recovery, GoesOnWhileOtherThreadsUseTheClient) {
+  std::atomic<bool> enough{false};
+  std::vector<std::thread> threads(3);
+  for (std::size_t i = 0; i < threads.size(); ++i) {
+    threads[i] = std::thread([&enough, table = std::to_string(i)] {
+      while (!enough) {
+        const int registered = orv_db_register_callback(kDb, table.c_str(), ORV_DB_ACTION_INSERT, nullptr, 0, f);
+        const int notified = orv_db_notify_change(kDb, table.c_str(), ORV_DB_ACTION_INSERT, 0);
+        const int cancelled = orv_db_cancel_callback(kDb, table.c_str(), ORV_DB_ACTION_INSERT);
+        EXPECT_THAT(registered, AnyOf(0, 12, 13));
+        EXPECT_THAT(notified, AnyOf(0, 13));
+        EXPECT_THAT(cancelled, AnyOf(0, 13));
+        std::this_thread::yield();
+      }
+    });
+  }
+  for (int connection = 0; connection < 2; ++connection) {
+    peer.closeConnection(connection);
+    peer.waitForConnection(connection + 1);
+  }
+  enough = true;
+  for (std::thread &thread : threads)
+    thread.join();
+  EXPECT_THAT(callsFor({}, 2), IsEmpty());
+  EXPECT_EQ(registerItems(1, f), 0);
+  EXPECT_THAT(callsFor({itemsChange(1, 2)}, 2), ElementsAre(Call{'f', kDb, kTable, 1, 2}));
 }
 
 TEST_F(Recovery, LostConnectionIsClosed) {

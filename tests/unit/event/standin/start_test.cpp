@@ -27,6 +27,7 @@ class Start : public ::testing::Test {
     EXPECT_FALSE(EventMgr::running());
     EXPECT_TRUE(EventMgr::needsInit());
     EXPECT_EQ(EventMgr::socket(), -1);
+    EXPECT_EQ(EventMgr::acknowledgement(), EventMgr::kLost);
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_EQ(notifyItems(), 12);
     EXPECT_EQ(openDescriptors(), before);
