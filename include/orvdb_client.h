@@ -47,7 +47,8 @@
  *    are committed one by one, and the commit may return ORV_DB_OK or ORV_DB_COMMIT_FAILED.
  *  - A result of orv_db_query() must be read before its handle is closed or reconnects; freeing it later is fine. A
  *    result of orv_db_raw_query() is independent of its handle.
- *  - A stored procedure that returns rows leaves the connection out of step with the server; close the handle.
+ *  - A stored procedure that returns rows leaves the connection out of step with the server: the next call fails, or
+ *    is run on a new connection. Close the handle.
  *  - Database and table names of 64 bytes and more are cut to 63 in announcements and registrations, so they never
  *    match a registration.
  *  - An update announces the row id of the first matching row alone.

@@ -154,9 +154,15 @@ TEST_F(RawQuery, ProcedureThatReturnsRowsLeavesTheConnectionOutOfStep) {
   EXPECT_EQ(answer.status, 0U);
   ASSERT_EQ(orv_db_result_step(answer.rows.get()), 9U);
   EXPECT_EQ(intOf(answer.rows.get()), 7);
-  EXPECT_EQ(raw(kSelectOne).status, 1U);
-  EXPECT_STREQ(orv_db_get_error_str(), "Commands out of sync; you can't run this command now");
-  EXPECT_EQ(query({"t"}).status, 1U);
+  // What the server has still to say may have come by now: then the client library gives the connection up for a new
+  // one.
+  const unsigned long connection = handle()->mysql.thread_id;
+  if (raw(kSelectOne).status != 0) {
+    EXPECT_STREQ(orv_db_get_error_str(), "Commands out of sync; you can't run this command now");
+    EXPECT_EQ(query({"t"}).status, 1U);
+  } else {
+    EXPECT_NE(handle()->mysql.thread_id, connection);
+  }
 }
 
 TEST_F(RawQuery, ProcedureWithoutRowsLeavesTheConnectionInStep) {
