@@ -41,6 +41,17 @@ CHILD_PROGRAM(ForksWithoutManager) {
   return 0;
 }
 
+// The child has to find every lock free, and the parent, too.
+CHILD_PROGRAM(WorksAfterAForkWithoutManager) {
+  const auto worksAndForks = [] { return openHandle() != nullptr && forkWorks(); };
+  pid_t child = -1;
+  EXPECT_TRUE(withoutMemory([&child] { return (child = fork()) >= 0 ? 1 : 0; }));
+  if (child == 0) _exit(worksAndForks() ? 0 : 1);
+  EXPECT_TRUE(endedWell(child));
+  EXPECT_TRUE(worksAndForks());
+  return 0;
+}
+
 CHILD_PROGRAM(RetriesWithoutManager) {
   EXPECT_EQ(orv_db_retry_init(), 0);
   EXPECT_EQ(orv_db_notify_change("d", "t", ORV_DB_ACTION_INSERT, 1), 0);
@@ -90,6 +101,8 @@ TEST_F(Load, ForkHandlersLogThatThereIsNoManager) {
                                 "[DBAPI] initializer:pEvtMgr==NULL", "[DBAPI] prepare_fork:pEvtMgr==NULL",
                                 "[DBAPI] parent_after_fork:pEvtMgr==NULL", "[DBAPI] child_after_fork:pEvtMgr==NULL"));
 }
+
+TEST_F(Load, ForkWithoutManagerLeavesAllLocksFree) { runWith("operator new:2", WorksAfterAForkWithoutManager); }
 
 TEST_F(Load, RetryCreatesTheManagerThatCouldNotBeCreated) {
   runWith("operator new:3", RetriesWithoutManager);

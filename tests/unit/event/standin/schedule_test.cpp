@@ -1,5 +1,6 @@
 // The whole schedule of a recovery, with a sleep that takes no time.
 #include <sys/wait.h>
+#include <syslog.h>
 
 #include <memory>
 #include <mutex>
@@ -7,6 +8,7 @@
 #include "event_mgr_access.h"
 #include "event_support.h"
 #include "standin/stand_ins.h"
+#include "support/system_log.h"
 
 namespace {
 
@@ -92,6 +94,16 @@ TEST_F(RecoverySchedule, HasElevenAttemptsAndThenEndsForGood) {
   EXPECT_EQ(orv_db_retry_init(), 0);
   EXPECT_EQ(notifyItems(), 12);
   EXPECT_EQ(peer.connectionCount(), 1);
+}
+
+TEST_F(RecoverySchedule, EndsWithoutALogLine) {
+  SystemLog log;
+  peer.stop();
+  waitUntilThreadEnds();
+  EXPECT_EQ(schedule->attempts(), 11);
+  EXPECT_THAT(log.texts(), IsEmpty());
+  syslog(LOG_INFO, "written");
+  EXPECT_THAT(log.texts(), ElementsAre("written"));
 }
 
 TEST_F(RecoverySchedule, ChildStartsItsOwnClientAfterTheParentGaveUp) {

@@ -1,4 +1,6 @@
 // Failures of the client's start, step by step.
+#include <sys/wait.h>
+
 #include <filesystem>
 #include <memory>
 
@@ -145,6 +147,23 @@ TEST_F(Start, CreatesTheThreadWithDefaultAttributes) {
       });
   ASSERT_EQ(orv_db_retry_init(), 0);
   EXPECT_THAT(*seen, ElementsAre(nullptr));
+}
+
+// The child's thread may be sent a change at once, and finds nothing that the parent registered.
+TEST_F(Start, OfAChildBeginsWithAnEmptyRegistry) {
+  ASSERT_EQ(orv_db_retry_init(), 0);
+  ASSERT_EQ(registerItems(1, f), 0);
+  standIns.createThread.play(
+      [](pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *), void *argument) {
+        if (!EventMgr::registry().empty()) _exit(1);
+        return __real_pthread_create(thread, attributes, body, argument);
+      });
+  const pid_t child = fork();
+  if (child == 0) _exit(EventMgr::running() ? 0 : 2);
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(EventMgr::registry().size(), 1U);
 }
 
 TEST_F(Start, DoesNothingWhileTheThreadRuns) {
