@@ -108,22 +108,23 @@ TEST_F(ProcessExit, IsCompletedSixSecondsAfterAThreadThatDoesNotAnswerAndTheThre
 
 CHILD_PROGRAM(ExitsFromACallback) {
   static const Task exitWith7 = [] {
+    static const Stopwatch stopwatch;
     std::atexit([] { say("handlers\n"); });
+    afterTheManager = [] { say(stopwatch.elapsed() >= 5990ms ? "after six seconds\n" : "too early\n"); };
     exit(7);
   };
-  afterTheManager = [] { say("after the manager\n"); };
   EXPECT_EQ(registerItems(1, runTask, const_cast<Task *>(&exitWith7)), 0);
   say("ready\n");
   for (;;)
     pause();
 }
 
-TEST_F(ProcessExit, FromACallbackIsCompleted) {
+TEST_F(ProcessExit, FromACallbackIsCompletedAfterSixSeconds) {
   ChildProgram child(ExitsFromACallback);
   child.waitForOutput("ready");
   peer.sendRecord(0, itemsChange(1, 1));
   EXPECT_EQ(child.wait(), exited(7)) << child.output();
-  EXPECT_THAT(child.output(), HasSubstr("handlers\nafter the manager\n"));
+  EXPECT_THAT(child.output(), HasSubstr("handlers\nafter six seconds\n"));
 }
 
 CHILD_PROGRAM(ThrowsFromACallback) {

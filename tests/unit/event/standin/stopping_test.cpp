@@ -1,5 +1,9 @@
 // The end of the message thread at unlucky moments. The programs are loaded without a peer, so that their stand-ins are
 // in place when they connect.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/select.h>
+
 #include <memory>
 #include <thread>
 
@@ -63,6 +67,43 @@ TEST_F(Stopping, IsQuickAlsoWhenTheSignalLandsBetweenTheLoopsTestAndPoll) {
   ChildProgram child(IsStoppedJustBeforePoll);
   connect(child);
   expectQuickEnd(child);
+}
+
+CHILD_PROGRAM(HasManyDescriptors) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = 2048;
+  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  for (int descriptor = 0; descriptor < FD_SETSIZE;)
+    descriptor = open("/dev/null", O_RDONLY);
+  reached = true;
+  connectAndWaitUntilReached();
+  EXPECT_GE(EventMgr::exitPipe(0), FD_SETSIZE);
+  return 0;
+}
+
+TEST_F(Stopping, IsQuickWithDescriptorsThatASelectCouldNotHold) {
+  ChildProgram child(HasManyDescriptors);
+  connect(child);
+  expectQuickEnd(child);
+}
+
+CHILD_PROGRAM(LooksAtTheLockWhenTheMarkIsWritten) {
+  standIns.write.play([](int fd, const void *bytes, size_t count) {
+    // Whoever stops the thread may hold the lock for a moment, too.
+    if (fd == EventMgr::exitPipe(1)) say(waitUntil([] { return !EventMgr::runLockIsHeld(); }) ? "free\n" : "held\n");
+    return __real_write(fd, bytes, count);
+  });
+  reached = true;
+  connectAndWaitUntilReached();
+  return 0;
+}
+
+TEST_F(Stopping, MarkIsWrittenWhenTheThreadHoldsNoLockAnyMore) {
+  ChildProgram child(LooksAtTheLockWhenTheMarkIsWritten);
+  connect(child);
+  expectQuickEnd(child);
+  EXPECT_THAT(child.output(), HasSubstr("free\n"));
 }
 
 CHILD_PROGRAM(IsStoppedDuringALongPause) {
