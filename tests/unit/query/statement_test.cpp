@@ -21,7 +21,8 @@ class Statement : public QueryTest {
 const char *const kThreePlaceholders = "INSERT INTO t VALUES (?, ? + ?)";
 
 TEST_F(Statement, IsHandedOutOpenAndExecuted) {
-  ASSERT_EQ(run("INSERT INTO t (b) VALUES (?), (?)", {intParam(5), intParam(6)}), 0);
+  const std::vector<_orv_db_param_t> params{intParam(5), intParam(6)};  // bound as long as the statement is executed
+  ASSERT_EQ(run("INSERT INTO t (b) VALUES (?), (?)", params), 0);
   const executed_statement executed(handle(), stmt_);
   EXPECT_EQ(mysql_stmt_affected_rows(stmt_), 2U);
   EXPECT_EQ(mysql_stmt_insert_id(stmt_), 1U);
