@@ -74,6 +74,8 @@ class DatabaseTest : public ::testing::Test {
   void killConnections();
 
  private:
+  void killConnection(unsigned long id);
+
   DatabaseServer server_;
   AdminConnection admin_;
   std::string db_;
