@@ -1,35 +1,46 @@
-// The listening socket and its file.
+// Where clients connect: a socket of the server's own, or one that systemd hands over.
 #pragma once
 
-#include <sys/types.h>
+#include <memory>
+#include <optional>
 
-#include <string>
-
-#include "descriptor.h"
+#include "options.h"
+#include "system/descriptor.h"
+#include "system/lock_file.h"
+#include "system/socket_file.h"
 
 class Listener {
  public:
-  // Throws std::runtime_error with the reason when the server can't listen on `path`: another server answers there,
-  // something other than a socket is in the way, or the system refuses. A socket file that nobody answers is replaced.
-  explicit Listener(const std::string &path);
-  Listener(const Listener &) = delete;
-  Listener &operator=(const Listener &) = delete;
-  // Removes the socket file, unless another one has taken its place.
-  ~Listener();
+  static constexpr int kBacklog = 4096;
 
-  int descriptor() const { return m_socket.get(); }
+  // Throws std::runtime_error with the reason when the server can't listen.
+  explicit Listener(const Options &options);
 
-  // The next waiting connection; not open when there is none. Out of descriptors, connections are accepted and closed
-  // at once, so that their clients learn of it and the loop does not spin on them.
-  Descriptor accept();
+  int descriptor() const { return m_file ? m_file->descriptor() : m_passed.get(); }
+
+  enum class Outcome {
+    kAccepted,
+    kOnReserve,  // there was no other descriptor left: close the socket before the next call
+    kNobodyWaits,
+    kFailed,  // somebody waits, but the system has nothing left to accept with
+  };
+  struct Accepted {
+    Outcome outcome;
+    Descriptor socket;
+  };
+  Accepted accept();
+
+  // Has the socket file vanished, or has another one taken its place?
+  bool isLost() const { return m_file != nullptr && m_file->isLost(); }
+
+  // Makes the socket again: its descriptor changes. Throws std::runtime_error when it can't be made; the old one stays.
+  void renew();
 
  private:
-  // Accepts and closes one waiting connection; false when there is none.
-  bool refuseOne();
-
-  std::string m_path;
-  Descriptor m_socket;
-  Descriptor m_reserve;  // given up for a moment to accept and refuse a connection
-  dev_t m_device = 0;    // of the socket file that this listener made
-  ino_t m_inode = 0;
+  const std::string m_path;
+  const SocketFile::Rights m_rights;
+  Descriptor m_passed;             // by systemd, which keeps its file
+  std::optional<LockFile> m_lock;  // for the file
+  std::unique_ptr<SocketFile> m_file;
+  Descriptor m_reserve;  // given up to accept a connection when there is no other descriptor left
 };

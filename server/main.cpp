@@ -1,18 +1,20 @@
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 
 #include "options.h"
 #include "server.h"
+#include "system/log.h"
 
 int main(int argc, char **argv) {
   const Options options = parseOptions(argc, argv);
+  Log log(options.logsToSyslog);
   try {
-    Server server(options.socketPath);
-    std::fprintf(stderr, "orvdb_server: listening on %s\n", options.socketPath.c_str());
+    Server server(options, log);
+    log.write(Log::kInfo, "start", "listening on " + options.socketPath);
     server.run();
+    log.write(Log::kInfo, "end", "ended");
   } catch (const std::exception &error) {
-    std::fprintf(stderr, "orvdb_server: %s\n", error.what());
+    log.write(Log::kError, "failure", error.what());
     return EXIT_FAILURE;
   }
   return EXIT_SUCCESS;

@@ -1,124 +1,180 @@
 #include "server.h"
 
-#include <signal.h>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <system_error>
+#include <chrono>
+#include <csignal>
+
+#include "report.h"
+#include "system/failure.h"
+#include "system/systemd.h"
 
 namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kSignalsRead[] = {SIGTERM, SIGINT, SIGHUP};
+constexpr itimerspec kTick{{0, 500'000'000}, {0, 500'000'000}};
+constexpr auto kDrainTime = 1s;
+constexpr int kDrainPauseMs = 10;
 
 // From here on these signals are read from the descriptor and interrupt nothing.
 Descriptor openSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  Descriptor descriptor{signalfd(-1, &signals, SFD_CLOEXEC)};
-  if (!descriptor.isOpen() || sigprocmask(SIG_BLOCK, &signals, nullptr) != 0) {
-    throw std::system_error(errno, std::generic_category(), "signals");
-  }
+  for (const int signal : kSignalsRead)
+    sigaddset(&signals, signal);
+  Descriptor descriptor{signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK)};
+  const bool isDone = sigprocmask(SIG_BLOCK, &signals, nullptr) == 0 && std::signal(SIGPIPE, SIG_IGN) != SIG_ERR;
+  if (!descriptor.isOpen() || !isDone) failWithErrno("signals");
   return descriptor;
 }
 
-int processOf(const Connection &connection) {
-  ucred peer{};
-  socklen_t size = sizeof(peer);
-  getsockopt(connection.descriptor(), SOL_SOCKET, SO_PEERCRED, &peer, &size);
-  return peer.pid;
+Descriptor openTimer() {
+  Descriptor timer{timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)};
+  if (timerfd_settime(timer.get(), 0, &kTick, nullptr) != 0) failWithErrno("timer");
+  return timer;
+}
+
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 }  // namespace
 
-Server::Server(const std::string &socketPath) : m_signals(openSignals()), m_listener(socketPath) {}
+Server::Server(const Options &options, Log &log)
+    : m_options(options),
+      m_log(log),
+      m_signals(openSignals()),
+      m_timer(openTimer()),
+      m_listener(options),
+      m_start(Clock::now()),
+      m_hub(options.limits, Resync(options.resync, ticksSinceBoot(), m_start), m_poll, log),
+      m_status(options.statusPath, options.statusMode,
+               [this] {
+                 return makeReport(m_hub, std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - m_start));
+               }),
+      m_hasWatchdog(hasSystemdWatchdog()) {
+  raiseDescriptorLimit();
+  m_poll.add(m_signals.get(), EventPoll::kSignals);
+  m_poll.add(m_timer.get(), EventPoll::kTimer);
+  m_poll.add(m_listener.descriptor(), EventPoll::kListener);
+  m_poll.add(m_status.descriptor(), EventPoll::kStatus);
+}
 
 void Server::run() {
-  for (;;) {
-    const std::vector<pollfd> ready = waitForWork();
-    if (ready[0].revents != 0) return;
-    serveReady(&ready[2]);
-    if (ready[1].revents != 0) acceptWaiting();
-    flushAll();
-    closeEnded();
+  notifySystemd("READY=1");
+  while (!m_isStopping)
+    turn(m_hub.isBusy() ? 0 : -1);
+  notifySystemd("STOPPING=1");
+  drain();
+}
+
+void Server::turn(int timeoutMs) {
+  m_hub.beginPass();
+  for (const epoll_event &event : m_poll.wait(timeoutMs))
+    dispatch(event);
+  m_hub.endPass();
+}
+
+void Server::dispatch(const epoll_event &event) {
+  switch (event.data.u64) {
+    case EventPoll::kSignals:
+      return readSignals();
+    case EventPoll::kTimer:
+      return tick();
+    case EventPoll::kListener:
+      return acceptWaiting();
+    case EventPoll::kStatus:
+      return m_status.serve();
+    default:
+      return m_hub.serve(event.data.u64, event.events);
   }
 }
 
-std::vector<pollfd> Server::waitForWork() const {
-  std::vector<pollfd> descriptors{{m_signals.get(), POLLIN, 0}, {m_listener.descriptor(), POLLIN, 0}};
-  for (const auto &[id, connection] : m_connections) {
-    const int events = connection.hasUnsent() ? POLLIN | POLLOUT : POLLIN;
-    descriptors.push_back({connection.descriptor(), static_cast<short>(events), 0});
-  }
-  // Interrupted, it leaves no descriptor ready.
-  if (poll(descriptors.data(), descriptors.size(), -1) < 0 && errno != EINTR) {
-    throw std::system_error(errno, std::generic_category(), "poll");
-  }
-  return descriptors;
-}
-
-void Server::serveReady(const pollfd *ready) {
-  for (auto &[id, connection] : m_connections) {
-    if ((ready++->revents & ~POLLOUT) != 0) serve(id, connection);
+void Server::drain() {
+  for (const auto end = Clock::now() + kDrainTime; !m_hub.isDrained() && Clock::now() < end;) {
+    turn(m_hub.isBusy() ? 0 : kDrainPauseMs);
   }
 }
 
-void Server::serve(ConnectionId id, Connection &connection) {
-  std::vector<_ORV_DB_MESSAGE> records;
-  if (!connection.receive(records)) m_ended.insert(id);
-  for (const _ORV_DB_MESSAGE &record : records) {
-    handle(id, record);
-  }
-}
-
-void Server::handle(ConnectionId sender, const _ORV_DB_MESSAGE &record) {
-  const Routes::Key key = Routes::keyOf(record);
-  switch (record.type) {
-    case MSG_REGISTER: {
-      m_routes.add(sender, key, record.action);
-      _ORV_DB_MESSAGE reply = record;
-      reply.status = kStatusAccepted;
-      send(sender, reply);
-      break;
-    }
-    case MSG_CANCEL:
-      m_routes.remove(sender, key, record.action);
-      break;
-    case MSG_CHANGE:
-      if (record.status != kStatusPlain) break;
-      for (const ConnectionId reader : m_routes.readersOf(key, record.action)) {
-        if (reader != sender) send(reader, record);
-      }
-      break;
-  }
-}
-
-void Server::send(ConnectionId reader, const _ORV_DB_MESSAGE &record) {
-  if (m_ended.count(reader) != 0) return;
-  Connection &connection = m_connections.at(reader);
-  if (connection.send(record)) return;
-  std::fprintf(stderr, "orvdb_server: process %d does not read what it registered for, its connection is closed\n",
-               processOf(connection));
-  m_ended.insert(reader);
-}
+// --- clients come ----------------------------------------------------------------------------------------------------
 
 void Server::acceptWaiting() {
-  for (Descriptor socket = m_listener.accept(); socket.isOpen(); socket = m_listener.accept()) {
-    m_connections.emplace(m_nextId++, Connection{std::move(socket)});
+  for (int i = 0; i <= Listener::kBacklog; ++i) {
+    Listener::Accepted accepted = m_listener.accept();
+    if (accepted.outcome == Listener::Outcome::kNobodyWaits) return;
+    if (accepted.outcome == Listener::Outcome::kFailed) return pauseAccepting();
+    Peer peer = peerOf(accepted.socket.get());
+    const bool isOnReserve = accepted.outcome == Listener::Outcome::kOnReserve;
+    const char *reason = isOnReserve ? "there are no file descriptors left" : reasonToRefuse(peer);
+    if (reason != nullptr) {
+      refuse(std::move(accepted.socket), peer, reason);
+    } else {
+      m_hub.welcome(std::move(accepted.socket), std::move(peer));
+    }
   }
 }
 
-void Server::flushAll() {
-  for (auto &[id, connection] : m_connections) {
-    connection.flush();
+const char *Server::reasonToRefuse(const Peer &peer) const {
+  if (!isAllowed(peer)) return "it is not allowed to connect";
+  if (m_hub.connections().size() >= m_options.maxConnections) return "there are too many connections";
+  return m_hub.connectionsOf(peer.uid) >= m_options.maxUserConnections ? "its user has too many connections" : nullptr;
+}
+
+bool Server::isAllowed(const Peer &peer) const {
+  const bool isEverybody = m_options.allowedUsers.empty() && m_options.allowedGroups.empty();
+  return isEverybody || m_options.allowedUsers.count(peer.uid) != 0 || m_options.allowedGroups.count(peer.gid) != 0;
+}
+
+void Server::refuse(Descriptor socket, const Peer &peer, const char *reason) {
+  m_log.write(Log::kWarning, "refuse", "refused " + describe(peer) + ": " + reason);
+  m_hub.refuse(std::move(socket), peer, isAllowed(peer) ? Hub::Hearing::kHeard : Hub::Hearing::kIgnored);
+}
+
+// Somebody waits whom the system does not let us accept: to ask again at once would do nothing but spin.
+void Server::pauseAccepting() {
+  m_log.write(Log::kError, "accept", std::string("can't accept connections: ") + std::strerror(errno));
+  m_poll.change(m_listener.descriptor(), EventPoll::kListener, 0);
+  m_isPaused = true;
+}
+
+// --- what comes with time --------------------------------------------------------------------------------------------
+
+void Server::readSignals() {
+  signalfd_siginfo signal{};
+  while (read(m_signals.get(), &signal, sizeof signal) == sizeof signal) {
+    if (signal.ssi_signo != SIGHUP) m_isStopping = true;
   }
 }
 
-void Server::closeEnded() {
-  for (const ConnectionId id : m_ended) {
-    m_routes.forget(id);
-    m_connections.erase(id);
+void Server::tick() {
+  std::uint64_t expirations = 0;
+  [[maybe_unused]] const ssize_t bytes = read(m_timer.get(), &expirations, sizeof expirations);
+  m_log.tick();
+  m_status.tick();
+  m_hub.tick(Clock::now());
+  if (m_hasWatchdog) notifySystemd("WATCHDOG=1");
+  if (m_isPaused) m_poll.change(m_listener.descriptor(), EventPoll::kListener, EPOLLIN);
+  m_isPaused = false;
+  if (m_listener.isLost()) renewListener();
+}
+
+// Whoever waits on the old socket is accepted before it goes.
+void Server::renewListener() {
+  acceptWaiting();
+  m_poll.remove(m_listener.descriptor());
+  try {
+    m_listener.renew();
+    m_log.write(Log::kError, "socket", m_options.socketPath + " had vanished and is there again");
+  } catch (const std::exception &error) {
+    m_log.write(Log::kError, "socket", error.what());
   }
-  m_ended.clear();
+  m_poll.add(m_listener.descriptor(), EventPoll::kListener);
 }

@@ -1,41 +1,48 @@
 // The loop: one thread, one pass over all descriptors after the other.
 #pragma once
 
-#include <poll.h>
-
-#include <map>
-#include <set>
-#include <string>
-#include <vector>
-
-#include "connection.h"
-#include "descriptor.h"
+#include "forwarding/hub.h"
 #include "listener.h"
-#include "routes.h"
+#include "options.h"
+#include "status_page.h"
+#include "system/clock.h"
+#include "system/descriptor.h"
+#include "system/event_poll.h"
+#include "system/log.h"
 
 class Server {
  public:
-  // Throws std::runtime_error when it can't listen on `socketPath`, see Listener.
-  explicit Server(const std::string &socketPath);
+  // Throws std::runtime_error when it can't listen.
+  Server(const Options &options, Log &log);
 
-  // Returns on SIGTERM or SIGINT.
+  // Returns on SIGTERM or SIGINT, when what is queued has been handed over or a second has passed.
   void run();
 
  private:
-  // What poll() was asked about, in this order: signals, listener, connections by id.
-  std::vector<pollfd> waitForWork() const;
-  void serveReady(const pollfd *ready);
-  void serve(ConnectionId id, Connection &connection);
-  void handle(ConnectionId sender, const _ORV_DB_MESSAGE &record);
-  void send(ConnectionId reader, const _ORV_DB_MESSAGE &record);
-  void acceptWaiting();
-  void flushAll();
-  void closeEnded();
+  void turn(int timeoutMs);
+  void dispatch(const epoll_event &event);
+  void drain();
 
-  Descriptor m_signals;  // before the listener, whose file no signal may leave behind
+  void acceptWaiting();
+  const char *reasonToRefuse(const Peer &peer) const;
+  bool isAllowed(const Peer &peer) const;
+  void refuse(Descriptor socket, const Peer &peer, const char *reason);
+  void pauseAccepting();
+
+  void readSignals();
+  void tick();
+  void renewListener();
+
+  const Options m_options;
+  Log &m_log;
+  const Descriptor m_signals;  // before the listener, whose file no signal may leave behind
+  const Descriptor m_timer;
+  EventPoll m_poll;
   Listener m_listener;
-  std::map<ConnectionId, Connection> m_connections;
-  ConnectionId m_nextId = 1;
-  Routes m_routes;
-  std::set<ConnectionId> m_ended;  // stay among the connections until the pass is over
+  const Clock::time_point m_start;
+  Hub m_hub;
+  StatusPage m_status;
+  const bool m_hasWatchdog;
+  bool m_isPaused = false;  // nothing is accepted until the next tick
+  bool m_isStopping = false;
 };

@@ -24,6 +24,12 @@ Program ServerProgramTest::start(const std::vector<std::string> &arguments) {
   return {command, folder_ / ("output." + std::to_string(++started_))};
 }
 
+Program ServerProgramTest::startOnSocket(const std::vector<std::string> &more) {
+  std::vector<std::string> arguments{"--socket", socketPath(), "--status="};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return start(arguments);
+}
+
 void ServerTest::waitUntilListening(Program &server) {
   const bool listening = waitUntil([&] {
     if (!server.isRunning()) throw std::runtime_error("the server has ended:\n" + server.output());

@@ -19,7 +19,7 @@ class ServerProgramTest : public testing::Test {
 
  protected:
   Program start(const std::vector<std::string> &arguments);
-  Program startOnSocket() { return start({"--socket", socketPath()}); }
+  Program startOnSocket(const std::vector<std::string> &more = {});
 
   std::string socketPath() const { return folder_ / "server.sock"; }
 
@@ -28,10 +28,12 @@ class ServerProgramTest : public testing::Test {
   int started_ = 0;
 };
 
-// One server is running.
+// One server is running. This process is older than the server, so it would be told of whole tables.
 class ServerTest : public ServerProgramTest {
  protected:
-  ServerTest() : server_(startOnSocket()) { waitUntilListening(server_); }
+  explicit ServerTest(const std::vector<std::string> &options = {"--resync=never"}) : server_(startOnSocket(options)) {
+    waitUntilListening(server_);
+  }
 
   static void waitUntilListening(Program &server);
 

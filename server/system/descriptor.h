@@ -7,7 +7,8 @@
 
 class Descriptor {
  public:
-  explicit Descriptor(int fd = -1) : m_fd(fd) {}
+  Descriptor() = default;
+  explicit Descriptor(int fd) : m_fd(fd) {}
   Descriptor(Descriptor &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
   Descriptor &operator=(Descriptor &&other) noexcept {
     std::swap(m_fd, other.m_fd);
@@ -23,5 +24,5 @@ class Descriptor {
   }
 
  private:
-  int m_fd;
+  int m_fd = -1;
 };

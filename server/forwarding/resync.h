@@ -1,0 +1,52 @@
+// When readers have to be told that they may have missed changes.
+//
+// Clients reconnect by themselves when a server comes back, but what they wrote or should have heard meanwhile was told
+// to nobody. Only processes that were running then can be concerned: the old ones.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <set>
+#include <utility>
+
+#include "system/clock.h"
+#include "system/peer.h"
+
+enum class ResyncMode {
+  kAuto,
+  kAlways,  // every process counts as old
+  kNever,   // nobody is told anything
+};
+
+class Resync {
+ public:
+  // To be made once the server listens.
+  Resync(ResyncMode mode, std::uint64_t listenTicks, Clock::time_point start);
+
+  // Was the process running before this server began to listen, or was a connection of it cut? If that can't be known,
+  // it counts as old.
+  bool isOld(const Peer &peer) const;
+
+  // The server ended a connection of the process, which will come back.
+  void noteCut(const Peer &peer);
+
+  // An old process has come: what it announced to nobody concerns everybody.
+  void request() { m_isRequested = true; }
+
+  // Is everybody to be told now? True once for each reason: a request, and 2, 4, 8 ... 2,048 seconds after the start,
+  // which are the moments of the clients' attempts to reconnect.
+  bool takeDue(Clock::time_point now);
+
+ private:
+  static constexpr std::chrono::seconds kFirstSweep{2};
+  static constexpr std::chrono::seconds kLastSweep{2048};
+  static constexpr std::size_t kMostCut = 10'000;
+
+  const ResyncMode m_mode;
+  const std::uint64_t m_listenTicks;
+  const Clock::time_point m_start;
+  std::chrono::seconds m_nextSweep = kFirstSweep;
+  bool m_isRequested = false;
+  std::set<std::pair<pid_t, std::uint64_t>> m_cut;  // process and start time, 0 if unknown
+  bool m_hasForgottenCuts = false;                  // there were more than may be kept: everybody counts as old
+};

@@ -1,0 +1,64 @@
+#include "forwarding/routes.h"
+
+#include <algorithm>
+
+#include "forwarding/connection.h"
+
+namespace {
+
+auto placeOf(std::vector<Route::Reader> &readers, ConnectionId id) {
+  return std::lower_bound(readers.begin(), readers.end(), id,
+                          [](const Route::Reader &reader, ConnectionId wanted) { return reader.id < wanted; });
+}
+
+}  // namespace
+
+Interest &Routes::add(Connection &reader, std::string_view key, std::uint8_t mask) {
+  Route &route = routeOf(key);
+  auto place = placeOf(route.readers, reader.id());
+  if (place == route.readers.end() || place->id != reader.id()) {
+    Interest &added = reader.interests().add(reader, route);
+    place = route.readers.insert(place, {reader.id(), &added});
+    ++m_interestCount;
+  }
+  place->interest->add(mask);
+  return *place->interest;
+}
+
+Route &Routes::routeOf(std::string_view key) {
+  if (const auto found = m_routes.find(key); found != m_routes.end()) return *found->second;
+  auto route = std::make_unique<Route>();
+  route->key = key;
+  const std::string_view ownKey = route->key;
+  return *m_routes.emplace(ownKey, std::move(route)).first->second;
+}
+
+void Routes::cancel(Connection &reader, std::string_view key, std::uint8_t bits) {
+  Interest *interest = find(reader, key);
+  if (interest == nullptr) return;
+  interest->cancel(bits);
+  if (interest->isEmpty()) remove(*interest);
+}
+
+void Routes::remove(Interest &interest) {
+  Connection &reader = interest.reader();
+  Route &route = interest.route();
+  route.readers.erase(placeOf(route.readers, reader.id()));
+  --m_interestCount;
+  reader.outbox().forget(interest);
+  reader.interests().remove(interest);
+  if (route.readers.empty()) m_routes.erase(std::string_view(route.key));
+}
+
+const Route *Routes::find(std::string_view key) const {
+  const auto found = m_routes.find(key);
+  return found != m_routes.end() ? found->second.get() : nullptr;
+}
+
+Interest *Routes::find(const Connection &reader, std::string_view key) const {
+  const auto found = m_routes.find(key);
+  if (found == m_routes.end()) return nullptr;
+  std::vector<Route::Reader> &readers = found->second->readers;
+  const auto place = placeOf(readers, reader.id());
+  return place != readers.end() && place->id == reader.id() ? place->interest : nullptr;
+}

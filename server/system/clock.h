@@ -1,0 +1,5 @@
+#pragma once
+
+#include <chrono>
+
+using Clock = std::chrono::steady_clock;

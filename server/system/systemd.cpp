@@ -1,0 +1,57 @@
+#include "system/systemd.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+constexpr int kFirstPassedDescriptor = 3;
+
+bool isMeantForUs(const char *pidVariable) {
+  const char *pid = std::getenv(pidVariable);
+  return pid == nullptr || std::strtol(pid, nullptr, 10) == getpid();
+}
+
+bool isListeningStream(int fd) {
+  int type = 0;
+  int listens = 0;
+  socklen_t size = sizeof type;
+  return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_STREAM &&
+         getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 && listens != 0;
+}
+
+}  // namespace
+
+Descriptor takeSystemdSocket() {
+  const char *count = std::getenv("LISTEN_FDS");
+  if (count == nullptr || std::getenv("LISTEN_PID") == nullptr || !isMeantForUs("LISTEN_PID")) return Descriptor{};
+  if (std::strcmp(count, "1") != 0 || !isListeningStream(kFirstPassedDescriptor)) {
+    throw std::runtime_error("systemd is to pass one listening stream socket");
+  }
+  fcntl(kFirstPassedDescriptor, F_SETFD, FD_CLOEXEC);
+  fcntl(kFirstPassedDescriptor, F_SETFL, O_NONBLOCK);
+  return Descriptor{kFirstPassedDescriptor};
+}
+
+void notifySystemd(const char *state) {
+  const char *path = std::getenv("NOTIFY_SOCKET");
+  if (path == nullptr) return;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::size_t length = std::strlen(path);
+  if (length == 0 || length >= sizeof address.sun_path) return;
+  std::memcpy(address.sun_path, path, length);
+  if (path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
+  const Descriptor notifier{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
+  sendto(notifier.get(), state, std::strlen(state), MSG_DONTWAIT | MSG_NOSIGNAL,
+         reinterpret_cast<const sockaddr *>(&address), size);
+}
+
+bool hasSystemdWatchdog() { return std::getenv("WATCHDOG_USEC") != nullptr && isMeantForUs("WATCHDOG_PID"); }
