@@ -144,6 +144,7 @@ void printFlag(const std::string &name, std::string help) {
 
 std::vector<option> longOptions() {
   std::vector<option> options;
+  options.reserve(kFlagCount + 3);
   for (int i = 0; i < kFlagCount; ++i) {
     options.push_back({kFlags[i].name, kFlags[i].value != nullptr ? required_argument : no_argument, nullptr, i});
   }

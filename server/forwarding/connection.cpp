@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
 
 // More than a socket of the usual size holds, so that one read mostly takes all there is.
-constexpr std::size_t kReadSize = 256 * 1024;
+constexpr std::size_t kReadSize = 256UL * 1024;
 std::array<char, kReadSize> s_buffer;  // of the one thread that there is
 
 std::size_t bytesWaiting(int socket) {

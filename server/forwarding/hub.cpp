@@ -27,8 +27,8 @@ bool isGood(const _ORV_DB_MESSAGE &record) {
 
 }  // namespace
 
-Hub::Hub(const Limits &limits, const Resync &resync, EventPoll &poll, Log &log)
-    : m_limits(limits), m_resync(resync), m_poll(poll), m_log(log), m_routes(randomSeed()) {}
+Hub::Hub(const Limits &limits, Resync resync, EventPoll &poll, Log &log)
+    : m_limits(limits), m_resync(std::move(resync)), m_poll(poll), m_log(log), m_routes(randomSeed()) {}
 
 // --- clients come and are read ---------------------------------------------------------------------------------------
 

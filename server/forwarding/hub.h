@@ -23,7 +23,7 @@ class Hub {
  public:
   using Connections = std::unordered_map<ConnectionId, std::unique_ptr<Connection>>;
 
-  Hub(const Limits &limits, const Resync &resync, EventPoll &poll, Log &log);
+  Hub(const Limits &limits, Resync resync, EventPoll &poll, Log &log);
 
   // A client that is kept, and read at once: what it registered before it was accepted was registered in time.
   void welcome(Descriptor socket, Peer peer);
