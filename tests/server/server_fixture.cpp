@@ -18,19 +18,28 @@ ServerProgramTest::ServerProgramTest() : folder_(makeFolder()) {}
 
 ServerProgramTest::~ServerProgramTest() { std::filesystem::remove_all(folder_); }
 
-Program ServerProgramTest::start(const std::vector<std::string> &arguments) {
-  std::vector<std::string> command{ORVDB_SERVER_PROGRAM};
+Program ServerProgramTest::start(const std::vector<std::string> &arguments) { return startThrough({}, arguments); }
+
+Program ServerProgramTest::startOnSocket(const std::vector<std::string> &more) {
+  return startOnSocketThrough({}, more);
+}
+
+Program ServerProgramTest::startThrough(const std::vector<std::string> &launcher,
+                                        const std::vector<std::string> &arguments) {
+  std::vector<std::string> command = launcher;
+  command.emplace_back(ORVDB_SERVER_PROGRAM);
   command.insert(command.end(), arguments.begin(), arguments.end());
   return {command, folder_ / ("output." + std::to_string(++started_))};
 }
 
-Program ServerProgramTest::startOnSocket(const std::vector<std::string> &more) {
+Program ServerProgramTest::startOnSocketThrough(const std::vector<std::string> &launcher,
+                                                const std::vector<std::string> &more) {
   std::vector<std::string> arguments{"--socket", socketPath(), "--status="};
   arguments.insert(arguments.end(), more.begin(), more.end());
-  return start(arguments);
+  return startThrough(launcher, arguments);
 }
 
-void ServerTest::waitUntilListening(Program &server) {
+void ServerProgramTest::waitUntilListening(Program &server) {
   const bool listening = waitUntil([&] {
     if (!server.isRunning()) throw std::runtime_error("the server has ended:\n" + server.output());
     return server.output().find("listening on") != std::string::npos;

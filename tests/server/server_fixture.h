@@ -20,7 +20,14 @@ class ServerProgramTest : public testing::Test {
  protected:
   Program start(const std::vector<std::string> &arguments);
   Program startOnSocket(const std::vector<std::string> &more = {});
+  // The same through another program, whose last arguments are the server and the server's arguments.
+  Program startThrough(const std::vector<std::string> &launcher, const std::vector<std::string> &arguments);
+  Program startOnSocketThrough(const std::vector<std::string> &launcher, const std::vector<std::string> &more = {});
 
+  // By what the server logs to standard error.
+  static void waitUntilListening(Program &server);
+
+  const std::filesystem::path &folder() const { return folder_; }
   std::string socketPath() const { return folder_ / "server.sock"; }
 
  private:
@@ -34,8 +41,6 @@ class ServerTest : public ServerProgramTest {
   explicit ServerTest(const std::vector<std::string> &options = {"--resync=never"}) : server_(startOnSocket(options)) {
     waitUntilListening(server_);
   }
-
-  static void waitUntilListening(Program &server);
 
   ServerClient connectClient() const { return ServerClient(socketPath()); }
 
