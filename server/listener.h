@@ -30,8 +30,8 @@ class Listener {
   };
   Accepted accept();
 
-  // Has the socket file vanished, or has another one taken its place?
-  bool isLost() const { return m_file != nullptr && m_file->isLost(); }
+  // One that systemd has passed is systemd's to watch.
+  SocketFile::State state() const { return m_file ? m_file->state() : SocketFile::State::kThere; }
 
   // Makes the socket again: its descriptor changes. Throws std::runtime_error when it can't be made; the old one stays.
   void renew();

@@ -163,7 +163,17 @@ void Server::tick() {
   if (m_hasWatchdog) notifySystemd("WATCHDOG=1");
   if (m_isPaused) m_poll.change(m_listener.descriptor(), EventPoll::kListener, EPOLLIN);
   m_isPaused = false;
-  if (m_listener.isLost()) renewListener();
+  watchListener();
+}
+
+// What somebody has put in the socket's place is left alone, and not even asked whether it answers: every call there
+// would be that of an old process to the server that answers it.
+void Server::watchListener() {
+  const SocketFile::State state = m_listener.state();
+  if (state == SocketFile::State::kVanished) renewListener();
+  if (state == SocketFile::State::kReplaced) {
+    m_log.write(Log::kError, "socket", m_options.socketPath + ": another file has taken its place");
+  }
 }
 
 // Whoever waits on the old socket is accepted before it goes.

@@ -31,6 +31,7 @@ class Server {
 
   void readSignals();
   void tick();
+  void watchListener();
   void renewListener();
 
   const Options m_options;

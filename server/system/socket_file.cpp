@@ -73,10 +73,11 @@ SocketFile::SocketFile(std::string path, const Rights &rights, int backlog) : m_
 }
 
 SocketFile::~SocketFile() {
-  if (!isLost()) unlink(m_path.c_str());
+  if (state() == State::kThere) unlink(m_path.c_str());
 }
 
-bool SocketFile::isLost() const {
+SocketFile::State SocketFile::state() const {
   struct stat file {};
-  return lstat(m_path.c_str(), &file) != 0 || file.st_dev != m_device || file.st_ino != m_inode;
+  if (lstat(m_path.c_str(), &file) != 0) return State::kVanished;
+  return file.st_dev == m_device && file.st_ino == m_inode ? State::kThere : State::kReplaced;
 }

@@ -24,8 +24,8 @@ class SocketFile {
 
   int descriptor() const { return m_socket.get(); }
 
-  // Has the file vanished, or has another one taken its place?
-  bool isLost() const;
+  enum class State { kThere, kVanished, kReplaced };
+  State state() const;
 
  private:
   const std::string m_path;
