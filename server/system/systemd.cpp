@@ -18,12 +18,15 @@ bool isMeantForUs(const char *pidVariable) {
   return pid == nullptr || std::strtol(pid, nullptr, 10) == getpid();
 }
 
-bool isListeningStream(int fd) {
-  int type = 0;
-  int listens = 0;
-  socklen_t size = sizeof type;
-  return getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) == 0 && type == SOCK_STREAM &&
-         getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 && listens != 0;
+bool hasOption(int fd, int option, int wanted) {
+  int value = 0;
+  socklen_t size = sizeof value;
+  return getsockopt(fd, SOL_SOCKET, option, &value, &size) == 0 && value == wanted;
+}
+
+// One of another domain would let in whom nobody has named, perhaps from other machines.
+bool isListeningUnixStream(int fd) {
+  return hasOption(fd, SO_DOMAIN, AF_UNIX) && hasOption(fd, SO_TYPE, SOCK_STREAM) && hasOption(fd, SO_ACCEPTCONN, 1);
 }
 
 }  // namespace
@@ -31,8 +34,8 @@ bool isListeningStream(int fd) {
 Descriptor takeSystemdSocket() {
   const char *count = std::getenv("LISTEN_FDS");
   if (count == nullptr || std::getenv("LISTEN_PID") == nullptr || !isMeantForUs("LISTEN_PID")) return Descriptor{};
-  if (std::strcmp(count, "1") != 0 || !isListeningStream(kFirstPassedDescriptor)) {
-    throw std::runtime_error("systemd is to pass one listening stream socket");
+  if (std::strcmp(count, "1") != 0 || !isListeningUnixStream(kFirstPassedDescriptor)) {
+    throw std::runtime_error("systemd is to pass one listening stream socket of the Unix domain");
   }
   fcntl(kFirstPassedDescriptor, F_SETFD, FD_CLOEXEC);
   fcntl(kFirstPassedDescriptor, F_SETFL, O_NONBLOCK);
