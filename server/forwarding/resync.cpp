@@ -20,7 +20,7 @@ void Resync::noteCut(const Peer &peer) {
 
 bool Resync::takeDue(Clock::time_point now) {
   if (m_mode == ResyncMode::kNever) return false;
-  bool isDue = std::exchange(m_isRequested, false);
+  bool isDue = std::exchange(m_isRipe, std::exchange(m_isRequested, false));
   for (; m_nextSweep <= kLastSweep && now - m_start >= m_nextSweep; m_nextSweep *= 2)
     isDue = true;
   return isDue;

@@ -30,11 +30,13 @@ class Resync {
   // The server ended a connection of the process, which will come back.
   void noteCut(const Peer &peer);
 
-  // An old process has come: what it announced to nobody concerns everybody.
+  // An old process has come: what it announced to nobody concerns everybody. So does what it goes on losing until it
+  // has repeated its registrations, which is why a request is answered not by the next look at the clock, but by the
+  // one after that.
   void request() { m_isRequested = true; }
 
   // Is everybody to be told now? True once for each reason: a request, and 2, 4, 8 ... 2,048 seconds after the start,
-  // which are the moments of the clients' attempts to reconnect.
+  // which are the moments of the clients' attempts to reconnect. To be called now and then.
   bool takeDue(Clock::time_point now);
 
  private:
@@ -47,6 +49,7 @@ class Resync {
   const Clock::time_point m_start;
   std::chrono::seconds m_nextSweep = kFirstSweep;
   bool m_isRequested = false;
+  bool m_isRipe = false;                            // was requested before the last look at the clock
   std::set<std::pair<pid_t, std::uint64_t>> m_cut;  // process and start time, 0 if unknown
   bool m_hasForgottenCuts = false;                  // there were more than may be kept: everybody counts as old
 };
