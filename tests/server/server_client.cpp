@@ -37,6 +37,11 @@ void ServerClient::sendBytes(const void *bytes, std::size_t length) {
   if (::send(socket_.get(), bytes, length, MSG_NOSIGNAL) != static_cast<ssize_t>(length)) failWithErrno("send");
 }
 
+void ServerClient::send(const std::vector<RecordBytes> &records) {
+  const Bytes bytes = concatenated(records);
+  sendBytes(bytes.data(), bytes.size());
+}
+
 RecordBytes ServerClient::receive() {
   RecordBytes record{};
   for (std::size_t begin = 0; begin < record.size();) {
@@ -45,6 +50,14 @@ RecordBytes ServerClient::receive() {
     begin += count;
   }
   return record;
+}
+
+std::vector<RecordBytes> ServerClient::receiveUpTo(const RecordBytes &last) {
+  std::vector<RecordBytes> records;
+  do {
+    records.push_back(receive());
+  } while (records.back() != last);
+  return records;
 }
 
 void ServerClient::waitForEnd() {

@@ -39,6 +39,20 @@ Program ServerProgramTest::startOnSocketThrough(const std::vector<std::string> &
   return startThrough(launcher, arguments);
 }
 
+nlohmann::json ServerProgramTest::report() const {
+  ServerClient client(statusPath());
+  std::string document;
+  unsigned char bytes[4096];
+  while (const std::size_t count = client.receiveSome(bytes, sizeof bytes))
+    document.append(bytes, bytes + count);
+  return nlohmann::json::parse(document);
+}
+
+std::vector<std::string> ServerTest::withStatus(std::vector<std::string> options) const {
+  options.push_back("--status=" + statusPath());
+  return options;
+}
+
 void ServerProgramTest::waitUntilListening(Program &server) {
   const bool listening = waitUntil([&] {
     if (!server.isRunning()) throw std::runtime_error("the server has ended:\n" + server.output());

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,9 @@ class ServerProgramTest : public testing::Test {
 
   const std::filesystem::path &folder() const { return folder_; }
   std::string socketPath() const { return folder_ / "server.sock"; }
+  std::string statusPath() const { return folder_ / "status.sock"; }
+  // Of a server with a status socket there.
+  nlohmann::json report() const;
 
  private:
   std::filesystem::path folder_;
@@ -38,11 +42,21 @@ class ServerProgramTest : public testing::Test {
 // One server is running. This process is older than the server, so it would be told of whole tables.
 class ServerTest : public ServerProgramTest {
  protected:
-  explicit ServerTest(const std::vector<std::string> &options = {"--resync=never"}) : server_(startOnSocket(options)) {
+  explicit ServerTest(const std::vector<std::string> &options = {"--resync=never"})
+      : server_(startOnSocket(withStatus(options))) {
     waitUntilListening(server_);
   }
 
   ServerClient connectClient() const { return ServerClient(socketPath()); }
 
+  // Waits for a report of which `condition` is true.
+  template <typename Condition>
+  void waitForReport(Condition condition) {
+    ASSERT_TRUE(waitUntil([&] { return condition(report()); })) << report() << server_.output();
+  }
+
   Program server_;
+
+ private:
+  std::vector<std::string> withStatus(std::vector<std::string> options) const;
 };
