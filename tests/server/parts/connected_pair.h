@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <cstring>
+
 #include "support/notification_peer.h"
 #include "support/unique_fd.h"
 #include "system/descriptor.h"
