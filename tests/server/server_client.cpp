@@ -60,10 +60,12 @@ std::vector<RecordBytes> ServerClient::receiveUpTo(const RecordBytes &last) {
   return records;
 }
 
-void ServerClient::waitForEnd() {
-  std::array<unsigned char, 65536> rest;
-  while (receiveSome(rest.data(), rest.size()) != 0) {
-  }
+std::string ServerClient::receiveAll() {
+  std::string text;
+  std::array<unsigned char, 65536> piece;
+  for (std::size_t count; (count = receiveSome(piece.data(), piece.size())) != 0;)
+    text.append(piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(count));
+  return text;
 }
 
 std::size_t ServerClient::receiveSome(unsigned char *bytes, std::size_t length) {

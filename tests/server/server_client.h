@@ -25,7 +25,8 @@ class ServerClient {
   // All records up to `last`, which is among them.
   std::vector<RecordBytes> receiveUpTo(const RecordBytes &last);
   // Reads to the end of the connection. Throws when it does not come in time.
-  void waitForEnd();
+  void waitForEnd() { receiveAll(); }
+  std::string receiveAll();
   void close() { socket_.reset(); }
 
   // Up to `length` bytes, as soon as there are any; 0 at the end of the connection.

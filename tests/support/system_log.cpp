@@ -20,9 +20,9 @@ constexpr std::size_t kLongestLine = 65536;
 
 [[noreturn]] void fail(const std::string &what) { throw std::system_error(errno, std::generic_category(), what); }
 
-// "<11>Nov 20 10:36:01 QZ_test[123]: text", the process id being optional.
+// "<11>Nov 20 10:36:01 QZ_test[123]: text", the time and the process id being optional.
 LogLine parse(const std::string &datagram) {
-  static const std::regex head(R"(^<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d ([^:\[]*)(\[\d+\])?: )");
+  static const std::regex head(R"(^<(\d+)>(?:\w{3} [ \d]\d \d\d:\d\d:\d\d )?([^:\[]*)(\[\d+\])?: )");
   std::smatch found;
   if (!std::regex_search(datagram, found, head)) throw std::runtime_error("unexpected log line: " + datagram);
   return {std::stoi(found[1]), found[2], found.suffix()};
