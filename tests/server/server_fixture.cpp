@@ -40,12 +40,7 @@ Program ServerProgramTest::startOnSocketThrough(const std::vector<std::string> &
 }
 
 nlohmann::json ServerProgramTest::report() const {
-  ServerClient client(statusPath());
-  std::string document;
-  unsigned char bytes[4096];
-  while (const std::size_t count = client.receiveSome(bytes, sizeof bytes))
-    document.append(bytes, bytes + count);
-  return nlohmann::json::parse(document);
+  return nlohmann::json::parse(ServerClient(statusPath()).receiveAll());
 }
 
 std::vector<std::string> ServerTest::withStatus(std::vector<std::string> options) const {
