@@ -169,7 +169,7 @@ TEST_F(ResyncAuto, OldProcessIsToldOfEachRegisteredActionAfterTheAcknowledgement
   registerAndBeTold(client, "articles", 0xff);
 }
 
-TEST_F(ResyncAuto, OldProcessIsToldOfNoActionThatItHasNotRegistered) {
+TEST_F(ResyncAuto, OldProcessIsToldOfTheRegisteredKeyAndActionsAlone) {
   ServerClient client = connectClient();
   registerAndBeTold(client, "articles", 5);
   registerAndBeTold(client, "prices", 2);

@@ -1,0 +1,133 @@
+// A reader, or the notification server, is stopped for a while and goes on.
+#include <signal.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <numeric>
+
+#include "event/message.h"
+#include "restart/restart_fixture.h"
+
+namespace {
+
+constexpr int kReaders = 8;
+constexpr int kWriters = 4;
+constexpr int kAnnouncements = 10'000;  // of each writer: many times what a socket and a queue hold
+constexpr std::uint64_t kQueueLimit = 256 * 1024;
+
+class StoppedReader : public RestartTest {
+ protected:
+  // Changes a second of all writers, which announce as fast as they can and then end.
+  long announceAtFullSpeed() {
+    std::list<Program> writers;
+    for (int i = 0; i < kWriters; ++i) {
+      writers.push_back(launch(
+          ORVDB_CACHE_WRITER, {std::getenv("ORVDB_TEST_MARIADB"), db(), "--announce", std::to_string(kAnnouncements)}));
+    }
+    return std::accumulate(writers.begin(), writers.end(), 0L, [](long sum, Program &writer) {
+      EXPECT_EQ(writer.waitForExit(), 0) << writer.output();
+      return sum + std::stol(writer.output());
+    });
+  }
+
+  std::uint64_t residentKilobytes() {
+    std::ifstream status("/proc/" + std::to_string(server().pid()) + "/status");
+    for (std::string word; status >> word;) {
+      if (word != "VmRSS:") continue;
+      std::uint64_t kilobytes = 0;
+      status >> kilobytes;
+      return kilobytes;
+    }
+    throw std::runtime_error("the size of the server is not known");
+  }
+};
+
+long median(std::vector<long> values) {
+  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
+  return values[values.size() / 2];
+}
+
+TEST_F(StoppedReader, WritersFinishMemoryIsBoundedAndItsCopyIsRightInTheEnd) {
+  startServer();
+  startReaders(kReaders);
+  const std::uint64_t before = residentKilobytes();
+  readers_.front().program.signal(SIGSTOP);
+  announceAtFullSpeed();
+  startWriters(kWriters);
+  waitForInserts(100);
+  endWriters();
+
+  const ServerStatus status = serverStatus();
+  EXPECT_GE(status.number("overflows"), 1U);
+  EXPECT_LE(status.number("largest_queue_bytes"), kQueueLimit + sizeof(_ORV_DB_MESSAGE));
+  EXPECT_LE(status.number("queued_bytes"), kQueueLimit + sizeof(_ORV_DB_MESSAGE));
+  const std::uint64_t grown = residentKilobytes() - std::min(before, residentKilobytes());
+  EXPECT_LE(grown, 16U * 1024);
+  std::cout << "largest queue " << status.number("largest_queue_bytes") << " bytes, the server has grown by " << grown
+            << " KiB\n";
+
+  readers_.front().program.signal(SIGCONT);
+  EXPECT_EQ(wrongCopies(), 0U);
+}
+
+// The figures are for whoever runs script/restart-test: a busy machine may give any.
+TEST_F(StoppedReader, SpeedOfWritersIsMeasuredWithItAndWithoutIt) {
+  startServer();
+  startReaders(kReaders);
+  std::vector<long> running;
+  std::vector<long> stopped;
+  for (int i = 0; i < countFromEnvironment("ORVDB_LOADS", 1); ++i) {
+    running.push_back(announceAtFullSpeed());
+    readers_.front().program.signal(SIGSTOP);
+    stopped.push_back(announceAtFullSpeed());
+    readers_.front().program.signal(SIGCONT);
+  }
+  std::cout << "announced a second: " << median(running) << " with all readers running, " << median(stopped)
+            << " with one stopped\n";
+  EXPECT_EQ(wrongCopies(), 0U);
+}
+
+class StoppedServer : public RestartTest {
+ protected:
+  static constexpr int kHeard = 0;
+  static constexpr int kNotAnswered = 3;
+
+  // The exit status of a process that registers while the server is stopped, before another one announces a change and
+  // ends. That one has made its connection before the stop, or makes it then.
+  int hearWhileStopped(bool isWriterConnected) {
+    std::optional<Program> writer;
+    if (isWriterConnected) {
+      writer.emplace(launch(ORVDB_ANNOUNCES_ONCE, {db(), "t", "--wait"}));
+      waitForOutput(*writer, "ready");
+    }
+    server().signal(SIGSTOP);
+    Program reader = launch(ORVDB_HEARS_ONCE, {db(), "t"});
+    waitForOutput(reader, "sent");
+    if (isWriterConnected) {
+      writer->signal(SIGUSR1);
+    } else {
+      writer.emplace(launch(ORVDB_ANNOUNCES_ONCE, {db(), "t"}));
+    }
+    EXPECT_EQ(writer->waitForExit(), 0);
+    server().signal(SIGCONT);
+    return reader.waitForExit();
+  }
+};
+
+TEST_F(StoppedServer, ChangeThatWasWrittenAfterTheRegistrationIsHeard) {
+  const int rounds = countFromEnvironment("ORVDB_STOPS", 100);
+  // Nobody is told of whole tables: only the change itself is heard.
+  startServer({"--resync=never"});
+  int late = 0;
+  for (int round = 0; round < rounds; ++round) {
+    // A registration is given up after two seconds, which a busy machine may need for the rest.
+    int status = hearWhileStopped(round % 2 == 0);
+    for (; status == kNotAnswered && late < rounds; ++late)
+      status = hearWhileStopped(round % 2 == 0);
+    ASSERT_EQ(status, kHeard) << "round " << round;
+  }
+  std::cout << rounds << " changes announced while the server was stopped, all heard; repeated " << late << '\n';
+}
+
+}  // namespace
