@@ -33,11 +33,12 @@ class Connection {
   void close();
 
   // What the hub has to remember of it.
-  bool isOld = false;            // its process may have missed changes, see Resync
-  bool wantsEverything = false;  // it registered more keys than it may
-  bool isEnded = false;          // it is about to be closed
-  bool isBlocked = false;        // its socket is to say when it takes more
-  bool isTouched = false;        // it is to be flushed at the end of this turn
+  bool isOld = false;                  // its process may have missed changes, see Resync
+  bool wantsEverything = false;        // it registered more keys than it may
+  bool isEnded = false;                // it is about to be closed
+  bool isBlocked = false;              // its socket is to say when it takes more
+  bool isTouched = false;              // it is to be flushed at the end of this turn
+  std::uint8_t cancelledTogether = 0;  // bits that one cancellation took at once, see Interest::cancel
 
  private:
   void cut(std::string_view bytes, std::vector<_ORV_DB_MESSAGE> &records);

@@ -25,8 +25,9 @@ class Interest {
   // Every registered mask is kept for itself; from the 65th on they are one mask that no cancellation reduces.
   void add(std::uint8_t mask);
 
-  // One bit is taken from the first mask that has it. Several bits say too little of what the client has left, unless
-  // there is a single mask and all of it is cancelled.
+  // A client drops some of these bits, at least one, from one entry of its registry. Which ones is known only if it can
+  // be but one bit, which is then taken from the first mask that has it, or if the client registered no more than once.
+  // A mask that does not shrink is harmless.
   void cancel(std::uint8_t bits);
 
   // Kept by the connection's InterestList.
@@ -40,12 +41,14 @@ class Interest {
  private:
   static constexpr std::size_t kMostMasks = 64;
 
-  void takeFromFirst(std::uint8_t bit);
+  void takeFromFirst(std::uint8_t bits);
+  bool isAmbiguous(std::uint8_t bits) const;
   void sum();
 
   Connection &m_reader;
   Route &m_route;
   std::string m_masks;  // one byte each, in the order of registration; mostly few, which take no memory of their own
   std::uint8_t m_actions = 0;
+  bool m_isOnlyOne = true;  // never more than one mask was registered
   bool m_isFolded = false;
 };

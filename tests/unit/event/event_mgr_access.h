@@ -73,6 +73,21 @@ struct db_event_mgr_test_access {
     return entries;
   }
 
+  // Of all entries of a key together.
+  static int registeredActions(const char *db, const char *table) {
+    const read_guard reading(manager().m_mapLock);
+    int actions = 0;
+    const auto [first, last] = manager().m_callbacks.equal_range(mgr::NotifyKeyView{db, table});
+    for (auto entry = first; entry != last; ++entry)
+      actions |= entry->second.actions;
+    return actions;
+  }
+  static void clearRegistry() {
+    const write_guard clearing(manager().m_mapLock);
+    manager().m_callbacks.clear();
+  }
+  static void setSocket(int fd) { manager().m_sockFd = fd; }
+
   static mutex *regLock() { return manager().m_regLock; }
   // Whether a thread holds the lock now.
   static bool runLockIsHeld() { return isHeld(manager().m_runLock); }
