@@ -169,8 +169,15 @@ void Hub::fanOut() {
     // Most readers take their share at once; those who don't are not to pay for it.
     if (m_unflushedBytes > m_limits.totalQueueBytes / 2) flushTouched();
   }
-  if (m_transit.hasLostDue()) tellEverybody();
+  if (m_transit.hasLostDue()) tellOfLost();
   m_transit.endPass();
+}
+
+// One that wants everything has no keys to tell: it is told by the end of its connection.
+void Hub::tellOfLost() {
+  for (const ConnectionId id : m_greedy)
+    cut(*m_connections.at(id), "wants every change, and some were lost");
+  tellEverybody();
 }
 
 void Hub::forward(const Transit::Change &change) {
@@ -259,7 +266,7 @@ void Hub::makeRoom() {
   }
 }
 
-// One that wants everything has no keys to tell: it is told by the end of its connection.
+// One that wants everything is told by the end of its connection here, too.
 void Hub::collapse(Connection &reader) {
   ++m_counters.overflows;
   Outbox &outbox = reader.outbox();

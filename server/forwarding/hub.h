@@ -58,6 +58,7 @@ class Hub {
   void takeChange(ConnectionId sender, const _ORV_DB_MESSAGE &record);
 
   void fanOut();
+  void tellOfLost();
   void forward(const Transit::Change &change);
   void deliver(Connection &reader, Interest *interest, const _ORV_DB_MESSAGE &record);
   void tell(Interest &interest, std::uint8_t actions);
