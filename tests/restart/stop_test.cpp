@@ -94,23 +94,26 @@ class StoppedServer : public RestartTest {
   static constexpr int kNotAnswered = 3;
 
   // The exit status of a process that registers while the server is stopped, before another one announces a change and
-  // ends. That one has made its connection before the stop, or makes it then.
-  int hearWhileStopped(bool isWriterConnected) {
+  // ends. That one makes its connection then, too, or is busy with it before, so that the server may be stopped when it
+  // is about to read it.
+  int hearWhileStopped(bool isWriterBusy) {
     std::optional<Program> writer;
-    if (isWriterConnected) {
-      writer.emplace(launch(ORVDB_ANNOUNCES_ONCE, {db(), "t", "--wait"}));
+    if (isWriterBusy) {
+      writer.emplace(launch(ORVDB_ANNOUNCES_ONCE, {db(), "t", "--busy"}));
       waitForOutput(*writer, "ready");
     }
     server().signal(SIGSTOP);
     Program reader = launch(ORVDB_HEARS_ONCE, {db(), "t"});
     waitForOutput(reader, "sent");
-    if (isWriterConnected) {
+    if (isWriterBusy) {
       writer->signal(SIGUSR1);
     } else {
       writer.emplace(launch(ORVDB_ANNOUNCES_ONCE, {db(), "t"}));
     }
-    EXPECT_EQ(writer->waitForExit(), 0);
+    // One that has filled its socket ends only when the server goes on.
+    waitUntil([&] { return !writer->isRunning(); }, std::chrono::seconds(1));
     server().signal(SIGCONT);
+    EXPECT_EQ(writer->waitForExit(), 0);
     return reader.waitForExit();
   }
 };
