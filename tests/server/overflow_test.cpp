@@ -61,6 +61,19 @@ TEST_F(Overflow, ExactDeliveryResumesWhenTheCollapsedRecordsAreHandedOver) {
   }
 }
 
+TEST_F(Overflow, OtherReadersGetTheirChangesOneByOneMeanwhile) {
+  sleeper_.registerFor("shop", "articles", kAll);
+  ServerClient late = connectClient();
+  late.registerFor("shop", "orders", kAll);
+  announceUntilOverflow();
+  const std::vector<RecordBytes> orders = changesOf("orders", kUpdate, 1, 50);
+  writer_.send(orders);
+  announce(50);
+  for (const RecordBytes &order : orders) {
+    ASSERT_EQ(late.receive(), order);
+  }
+}
+
 TEST_F(Overflow, MayComeAgain) {
   sleeper_.registerFor("shop", "articles", kAll);
   for (const int overflows : {1, 2, 3}) {

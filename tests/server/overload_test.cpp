@@ -50,10 +50,13 @@ TEST_F(Overload, WriterThatDoesNotReadWhatItRegisteredForGoesOnWriting) {
 }
 
 TEST_F(Overload, ReaderOfTheStatusThatDoesNotReadHoldsNobodyUp) {
-  std::list<ServerClient> crowd;  // whose report is more than a socket holds
-  for (int i = 0; i < 1000; ++i)
+  constexpr std::size_t kCrowd = 1500;  // whose report is more than a socket holds
+  const rlimit enough{2 * kCrowd, 2 * kCrowd};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &enough), 0);
+  std::list<ServerClient> crowd;
+  for (std::size_t i = 0; i < kCrowd; ++i)
     crowd.push_back(connectClient());
-  waitForReport([](const auto &report) { return report["connections"].size() >= 1000; });
+  waitForReport([](const auto &report) { return report["connections"].size() >= kCrowd; });
   std::list<ServerClient> statusReaders;
   for (int i = 0; i < 5; ++i)
     statusReaders.emplace_back(statusPath());

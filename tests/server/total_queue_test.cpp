@@ -1,4 +1,6 @@
 // The cap on what is unsent of all connections together.
+#include <algorithm>
+
 #include "server/overflow_fixture.h"
 #include "server/process_state.h"
 
@@ -78,6 +80,28 @@ TEST_F(TotalQueue, ChangesInTransitCountAndThoseThatDoNotFitAreToldWithRowIdZero
 
   writer_.send(changeRecord("shop", "articles", kUpdate, 7));
   EXPECT_EQ(reader_.receive(), changeRecord("shop", "articles", kUpdate, 7));
+}
+
+class TotalQueueDefault : public OverflowTest {
+ protected:
+  TotalQueueDefault() : OverflowTest({"--resync=never"}) {}
+};
+
+TEST_F(TotalQueueDefault, Is16Mebibytes) {
+  constexpr std::size_t kMebibyte = 1024 * 1024;
+  std::vector<ServerClient> sleepers;
+  for (int i = 0; i < 80; ++i) {
+    sleepers.push_back(connectClient());
+    sleepers.back().registerFor("shop", "articles", kAll);
+  }
+  std::size_t most = 0;
+  announceUntil([&most](const auto &report) {
+    most = std::max<std::size_t>(most, report["queued_bytes"]);
+    return report["overflows"] >= 1;
+  });
+  EXPECT_LT(report()["largest_queue_bytes"], 256 * 1024);
+  EXPECT_GT(most, 15 * kMebibyte);
+  EXPECT_LE(most, 16 * kMebibyte);
 }
 
 }  // namespace

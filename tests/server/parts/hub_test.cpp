@@ -5,6 +5,19 @@
 
 namespace {
 
+std::size_t s_randomBytes = 0;
+
+}  // namespace
+
+// In place of the system's.
+extern "C" ssize_t getrandom(void *bytes, size_t size, unsigned int) {
+  std::memset(bytes, 0x5a, size);
+  s_randomBytes += size;
+  return static_cast<ssize_t>(size);
+}
+
+namespace {
+
 const RecordBytes kRegistration = registerRecord("shop", "articles", 7, 0);
 const RecordBytes kChange = changeRecord("shop", "articles", 1, 5);
 
@@ -97,6 +110,12 @@ TEST_F(HubTest, ReaderThatTakesTheDescriptorOfTheSenderHearsItsChange) {
   welcome(std::move(sameNumber));
   hub_.endPass();
   EXPECT_EQ(reader.take(), answerAndChange());
+}
+
+TEST_F(HubTest, HashIsSeededWithRandomNumbersOfTheSystem) {
+  const std::size_t before = s_randomBytes;
+  const Hub another(Limits(), Resync(ResyncMode::kNever, 0, Clock::now()), poll_, log_);
+  EXPECT_EQ(s_randomBytes, before + sizeof(SipKey));
 }
 
 TEST_F(HubTest, ConnectionsOfAUserAreCountedWhileTheyLast) {
