@@ -19,6 +19,6 @@ if(ORVDB_SANITIZER)
   target_compile_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER} -fno-sanitize-recover=all
                                                   -fno-omit-frame-pointer
                                                   # GCC warns of what the instrumentation itself brings in.
-                                                  -Wno-maybe-uninitialized)
+                                                  $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER})
 endif()
