@@ -1,0 +1,24 @@
+// What is measured.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "servers.h"
+
+double median(std::vector<double> values);
+
+struct Latency {
+  double medianUs;
+  double p99Us;
+  double mostUs;
+};
+
+// From just before a change is written until it has been read, one change each millisecond.
+Latency measureLatency(const ServerProcess &server, int changes);
+
+// Changes per second times readers. No more changes are on their way than a server's queues hold.
+double measureDeliveries(const ServerProcess &server, std::size_t readers, std::size_t changes);
+
+// The same with writers that do not wait for the readers, one of which does not read at all.
+double measureOverload(const ServerProcess &server, std::size_t readers, std::size_t changes);
