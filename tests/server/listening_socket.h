@@ -15,10 +15,9 @@ class ListeningSocket {
  public:
   // Its file stays, as that of a dead server does.
   explicit ListeningSocket(const std::string &path) : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    const bool isBound = bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0;
+    address_.sun_family = AF_UNIX;
+    path.copy(address_.sun_path, sizeof(address_.sun_path) - 1);
+    const bool isBound = bind(socket_.get(), generic(), sizeof(address_)) == 0;
     if (!isBound || listen(socket_.get(), 16) != 0) throw std::system_error(errno, std::generic_category(), path);
   }
 
@@ -30,6 +29,17 @@ class ListeningSocket {
     return poll(&caller, 1, 0) == 1;
   }
 
+  // From now on there is no room for further callers.
+  void fillQueue() const {
+    for (bool isTaken = true; isTaken;) {
+      const UniqueFd caller(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+      isTaken = connect(caller.get(), generic(), sizeof(address_)) == 0;
+    }
+  }
+
  private:
+  const sockaddr *generic() const { return reinterpret_cast<const sockaddr *>(&address_); }
+
+  sockaddr_un address_{};
   UniqueFd socket_;
 };

@@ -7,10 +7,24 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
+#include <utility>
 
 #include "server/listening_socket.h"
 #include "server/server_fixture.h"
 #include "support/unique_fd.h"
+#include "system/lock_file.h"
+
+// What happens between the opening of a lock file and the locking of it.
+namespace {
+std::function<void()> s_beforeLocking;
+}
+
+extern "C" int __real_flock(int file, int operation);
+extern "C" int __wrap_flock(int file, int operation) {
+  if (const auto action = std::exchange(s_beforeLocking, nullptr)) action();
+  return __real_flock(file, operation);
+}
 
 namespace {
 
@@ -31,6 +45,16 @@ class Lock : public ServerProgramTest {
 
   void leaveDeadSocket() const { ListeningSocket dead(socketPath()); }
 };
+
+// A server that ends removes its file, which another one may have opened already.
+TEST_F(Lock, IsOfTheFileThatIsThereAfterAll) {
+  const auto takeItAway = [this] { fs::remove(lockPath()); };
+  s_beforeLocking = takeItAway;
+  const LockFile lock(lockPath());
+  const UniqueFd other(open(lockPath().c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_TRUE(other);
+  EXPECT_EQ(flock(other.get(), LOCK_EX | LOCK_NB), -1);
+}
 
 class LockOfARunningServer : public Lock {
  protected:

@@ -98,6 +98,13 @@ TEST_F(SocketFileAtStart, LinkToALiveSocketIsNotFollowed) {
   EXPECT_FALSE(target.hasCaller());
 }
 
+TEST_F(SocketFileAtStart, OfAServerThatHasNoTimeToAnswerIsKept) {
+  const ListeningSocket busy(socketPath());
+  busy.fillQueue();
+  expectRefusal(startOnSocket(), socketPath() + ": another server answers there");
+  EXPECT_TRUE(fs::is_socket(socketPath()));
+}
+
 TEST_F(SocketFileAtStart, MayBeUsedByEverybodyUnlessTheModeSaysOtherwise) {
   Program server = startOnSocketThrough({"/bin/sh", "-c", "umask 077; exec \"$0\" \"$@\""});
   waitUntilListening(server);
