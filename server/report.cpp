@@ -25,20 +25,13 @@ std::string makeReport(const Hub &hub, std::chrono::seconds uptime) {
   Json connections = Json::array();
   for (const auto &[id, connection] : hub.connections())
     connections.push_back(describeConnection(*connection));
-  const Json report{{"version", ORVDB_VERSION},
-                    {"uptime_seconds", uptime.count()},
-                    {"keys", hub.routes().keyCount()},
-                    {"registered_keys", hub.routes().interestCount()},
-                    {"queued_bytes", hub.queuedBytes()},
-                    {"largest_queue_bytes", counters.largestQueue},
-                    {"records_in", counters.recordsIn},
-                    {"records_out", counters.recordsOut},
-                    {"collapsed", counters.collapsed},
-                    {"overflows", counters.overflows},
-                    {"bad_records", counters.bad},
-                    {"connections_refused", counters.refused},
-                    {"connections_cut", counters.cut},
-                    {"resyncs", counters.resyncs},
-                    {"connections", std::move(connections)}};
+  const Json report{{"version", ORVDB_VERSION},          {"uptime_seconds", uptime.count()},
+                    {"keys", hub.routes().keyCount()},   {"registered_keys", hub.routes().interestCount()},
+                    {"queued_bytes", hub.queuedBytes()}, {"largest_queue_bytes", counters.largestQueue},
+                    {"records_in", counters.recordsIn},  {"records_out", counters.recordsOut},
+                    {"collapsed", counters.collapsed},   {"overflows", counters.overflows},
+                    {"bad_records", counters.bad},       {"connections_refused", counters.refused},
+                    {"connections_cut", counters.cut},   {"connections_over_keys", counters.overKeys},
+                    {"resyncs", counters.resyncs},       {"connections", std::move(connections)}};
   return report.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
 }

@@ -12,6 +12,7 @@ struct Counters {
   std::uint64_t bad = 0;         // records that were ignored or ended a connection
   std::uint64_t refused = 0;     // connections that were not kept
   std::uint64_t cut = 0;         // connections that the server ended
+  std::uint64_t overKeys = 0;    // connections that registered more keys than they may
   std::uint64_t resyncs = 0;     // times that everybody was told of everything
   std::size_t largestQueue = 0;  // of one connection, in bytes
 };

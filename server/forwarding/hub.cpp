@@ -120,7 +120,7 @@ void Hub::registerKey(Connection &reader, const _ORV_DB_MESSAGE &record) {
 
 void Hub::giveEverything(Connection &reader) {
   reader.wantsEverything = true;
-  m_greedy.insert(reader.id());
+  if (m_greedy.insert(reader.id()).second) ++m_counters.overKeys;
   m_log.write(Log::kWarning, "keys",
               describe(reader.peer()) + " registers more keys than it may, and gets every change from now on");
 }

@@ -159,11 +159,14 @@ TEST_F(ConnectionKeyLimit, AnotherConnectionHasItsOwn) {
   EXPECT_EQ(writer_.receive(), changeRecord("shop", "customers", kInsert, 2));
 }
 
-TEST_F(ConnectionKeyLimit, OneThatIsBeyondItIsReportedAndLogged) {
+TEST_F(ConnectionKeyLimit, OneThatIsBeyondItIsCountedAndLogged) {
   EXPECT_EQ(report()["connections"][0]["wants_everything"], false);
+  EXPECT_EQ(report()["connections_over_keys"], 0);
   writer_.close();
   waitForReport([](const auto &report) { return report["connections"].size() == 1; });
-  reader_.registerFor("shop", "customers", kInsert);
+  for (const char *table : {"customers", "suppliers"})
+    reader_.registerFor("shop", table, kInsert);
+  EXPECT_EQ(report()["connections_over_keys"], 1);
   EXPECT_EQ(report()["connections"][0]["wants_everything"], true);
   EXPECT_EQ(report()["registered_keys"], 2);
   EXPECT_TRUE(logs("process " + std::to_string(getpid()))) << server_.output();

@@ -68,6 +68,7 @@ TEST_F(Status, OfAServerAtRestIsAllZeroes) {
                       {"bad_records", 0},
                       {"connections_refused", 0},
                       {"connections_cut", 0},
+                      {"connections_over_keys", 0},
                       {"resyncs", 0},
                       {"connections", json::array()}};
   EXPECT_EQ(found, expected);
