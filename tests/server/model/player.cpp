@@ -51,7 +51,8 @@ void Player::move() {
 
 void Player::turn() {
   m_world.turn(m_choose, [this] {
-    if (hasOneIn(2)) moveOfClient();
+    while (hasOneIn(2))
+      moveOfClient();
   });
 }
 
@@ -84,6 +85,7 @@ void Player::registerFor(Client client) {
   const std::string name = table();
   const std::uint8_t mask = actions();
   m_world.registerFor(client, name, mask, static_cast<std::uint8_t>(m_choose(2)));
+  if (hasOneIn(2)) write(client);
 }
 
 void Player::cancel(Client client) {
@@ -94,6 +96,7 @@ void Player::cancel(Client client) {
 void Player::announce(Client client) {
   const std::string name = table();
   m_world.announce(client, name, actions());
+  if (hasOneIn(2)) write(client);
 }
 
 void Player::announceMuch(Client client) {
