@@ -31,10 +31,10 @@ class RecordKey {
 // "The whole table, unspecified": what is told in place of changes that are not delivered one by one.
 inline _ORV_DB_MESSAGE wholeTableRecord(std::string_view key, std::uint8_t action) {
   _ORV_DB_MESSAGE record{};
-  const std::size_t dbLength = key.find('\0');
+  const std::size_t dbEnd = key.find('\0');
   record.type = MSG_CHANGE;
   record.action = action;
-  std::memcpy(record.db, key.data(), dbLength);
-  std::memcpy(record.table, key.data() + dbLength + 1, key.size() - dbLength - 1);
+  key.substr(0, dbEnd).copy(record.db, kNameFieldSize - 1);
+  key.substr(dbEnd + 1).copy(record.table, kNameFieldSize - 1);
   return record;
 }
