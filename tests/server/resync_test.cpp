@@ -9,13 +9,11 @@
 
 #include "server/server_fixture.h"
 #include "support/child_program.h"
-#include "support/server_status.h"
 
 namespace {
 
 constexpr std::uint8_t kInsert = 1;
 constexpr std::uint8_t kAll = 7;
-constexpr char kStatusPath[] = "/tmp/orvdb-resync-test.status";
 
 std::vector<RecordBytes> wholeTable(const std::string &table, std::uint8_t actions) {
   std::vector<RecordBytes> records;
@@ -111,14 +109,6 @@ struct Resyncs {
   bool operator>(const Resyncs &other) const { return done + other.scheduled > other.done + scheduled; }
 };
 
-Resyncs resyncs() {
-  const ServerStatus status(kStatusPath);
-  Resyncs resyncs{status.number("resyncs"), 0};
-  for (std::uint64_t second = 2; second <= status.number("uptime_seconds"); second *= 2)
-    ++resyncs.scheduled;
-  return resyncs;
-}
-
 // The moment as it is written down for a process that starts now.
 std::uint64_t ticksNow() {
   timespec now{};
@@ -136,13 +126,16 @@ void waitForNextTick() {
 
 class ResyncAuto : public ServerTest {
  protected:
-  explicit ResyncAuto(std::vector<std::string> options = {}) : ServerTest(withStatus(std::move(options))) {
-    waitForNextTick();
-  }
+  explicit ResyncAuto(const std::vector<std::string> &options = {}) : ServerTest(options) { waitForNextTick(); }
 
-  static std::vector<std::string> withStatus(std::vector<std::string> options) {
-    options.insert(options.end(), {"--status", kStatusPath});
-    return options;
+  std::uint64_t status(const std::string &name) const { return report().at(name); }
+
+  Resyncs resyncs() const {
+    const nlohmann::json found = report();
+    Resyncs resyncs{found.at("resyncs"), 0};
+    for (std::uint64_t second = 2; second <= found.at("uptime_seconds"); second *= 2)
+      ++resyncs.scheduled;
+    return resyncs;
   }
 
   // Sees `connect` make a connection that is the reason for a resync. It is made again when the resync has come at the
@@ -153,7 +146,7 @@ class ResyncAuto : public ServerTest {
     EXPECT_TRUE(waitUntil([&] {
       const std::uint64_t done = resyncs().done;
       connect();
-      EXPECT_TRUE(waitUntil([done] { return resyncs().done > done; }));
+      EXPECT_TRUE(waitUntil([this, done] { return resyncs().done > done; }));
       return resyncs() > before;
     }));
   }
@@ -211,7 +204,7 @@ TEST_F(ResyncAuto, YoungProcessIsNotToldWhenItRegisters) {
   Ending ending{};
   bool isConclusive = false;
   for (; attempts < kMostAttempts && !isConclusive; ++attempts) {
-    Program server = startOnSocket(withStatus({}));
+    Program server = startOnSocket({"--status", statusPath()});
     waitUntilListening(server);
     waitForNextTick();
     ChildProgram reader(HearsOneChange, path());
@@ -265,8 +258,6 @@ TEST_F(ResyncFewKeys, OldProcessIsToldOfAKeyThatIsOneTooMany) {
 class ResyncBlocked : public ResyncAuto {
  protected:
   ResyncBlocked() : ResyncAuto({"--queue-limit=28200"}) { registerAndBeTold(reader_, "articles", kAll); }
-
-  static std::uint64_t status(const std::string &name) { return ServerStatus(kStatusPath).number(name); }
 
   void announce(std::uint64_t count) {
     const std::uint64_t before = status("records_in");
@@ -355,7 +346,7 @@ TEST_F(ResyncNever, NobodyIsToldWhateverHappens) {
   ServerClient reader = connectClient();
   reader.registerFor("shop", "articles", kAll);
   ServerClient writer = connectClient();
-  ASSERT_TRUE(waitUntil([] { return resyncs().scheduled >= 2; }));
+  ASSERT_TRUE(waitUntil([this] { return resyncs().scheduled >= 2; }));
   writer.send(changeRecord("shop", "articles", kInsert, 5));
   EXPECT_EQ(reader.receive(), changeRecord("shop", "articles", kInsert, 5));
   EXPECT_EQ(resyncs().done, 0U);
