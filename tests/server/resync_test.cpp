@@ -259,12 +259,15 @@ class ResyncBlocked : public ResyncAuto {
  protected:
   ResyncBlocked() : ResyncAuto({"--queue-limit=28200"}) { registerAndBeTold(reader_, "articles", kAll); }
 
+  // Returns once the changes are in the reader's queue or socket, or have been collapsed.
   void announce(std::uint64_t count) {
-    const std::uint64_t before = status("records_in");
+    const std::uint64_t wanted = handedOver() + count;
     for (std::uint64_t i = 0; i < count; ++i)
       writer_.send(changeRecord("shop", "articles", kInsert, ++announced_));
-    ASSERT_TRUE(waitUntil([&] { return status("records_in") >= before + count; }));
+    ASSERT_TRUE(waitUntil([&] { return handedOver() >= wanted; }));
   }
+
+  std::uint64_t handedOver() const { return status("records_out") + status("collapsed"); }
 
   // Announces inserts until some wait in the server, and returns the last row that the reader's socket has taken.
   std::uint64_t block() {
