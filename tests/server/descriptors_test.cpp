@@ -107,8 +107,6 @@ TEST_F(Descriptors, NothingSpinsWhileNobodyCanBeAcceptedAtAll) {
 TEST_F(Descriptors, NothingSpinsBeyondTheLimit) {
   ASSERT_NO_FATAL_FAILURE(exhaust());
   connectClient().waitForEnd();
-  ServerClient statusReader(statusPath());  // waits for a descriptor
-
   EXPECT_LT(processorTimeDuring(kSpan, server_.pid()).count(), kSpan.count() / 10);
   announceOnRefusedConnection(1);
 }
