@@ -4,7 +4,6 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 
 #include "server/server_fixture.h"
