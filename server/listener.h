@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "options.h"
 #include "system/descriptor.h"
@@ -17,6 +18,9 @@ class Listener {
   explicit Listener(const Options &options);
 
   int descriptor() const { return m_file ? m_file->descriptor() : m_passed.get(); }
+
+  // For people to read.
+  std::string address() const { return m_file ? m_path : "the socket that systemd passed"; }
 
   enum class Outcome {
     kAccepted,

@@ -10,7 +10,7 @@ int main(int argc, char **argv) {
   Log log(options.logsToSyslog);
   try {
     Server server(options, log);
-    log.write(Log::kInfo, "start", "listening on " + options.socketPath);
+    log.write(Log::kInfo, "start", "listening on " + server.address());
     server.run();
     log.write(Log::kInfo, "end", "ended");
   } catch (const std::exception &error) {

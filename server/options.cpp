@@ -3,7 +3,7 @@
 #include <getopt.h>
 #include <grp.h>
 #include <pwd.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -105,7 +105,8 @@ constexpr Flag kFlags[] = {
      [](Options &o, const std::string &value) { o.limits.keysOfConnection = parseLimit(value); },
      "registered keys of one connection (default 200000)"},
     {"status", "PATH", [](Options &o, const std::string &value) { o.statusPath = value; },
-     "answer on PATH with a report in JSON, empty for none (default\n/run/orvdb/status.sock where that folder exists)"},
+     "answer on PATH with a report in JSON, empty for none (default\n/run/orvdb/status.sock where that folder can be "
+     "written to)"},
     {"status-mode", "OCTAL", [](Options &o, const std::string &value) { o.statusMode = parseMode(value); },
      "rights of that socket (default 0600)"},
     {"syslog", nullptr, [](Options &o, const std::string &) { o.logsToSyslog = true; },
@@ -154,10 +155,7 @@ std::vector<option> longOptions() {
   return options;
 }
 
-std::string defaultStatusPath() {
-  struct stat folder {};
-  return stat(kStatusFolder, &folder) == 0 && S_ISDIR(folder.st_mode) ? kStatusPath : "";
-}
+std::string defaultStatusPath() { return access(kStatusFolder, W_OK | X_OK) == 0 ? kStatusPath : ""; }
 
 }  // namespace
 

@@ -17,7 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int kSignalsRead[] = {SIGTERM, SIGINT, SIGHUP};
-constexpr itimerspec kTick{{0, 500'000'000}, {0, 500'000'000}};
+constexpr itimerspec kTick{{0, 400'000'000}, {0, 400'000'000}};
 constexpr auto kDrainTime = 1s;
 constexpr int kDrainPauseMs = 10;
 
@@ -62,17 +62,21 @@ Server::Server(const Options &options, Log &log)
                }),
       m_hasWatchdog(hasSystemdWatchdog()) {
   raiseDescriptorLimit();
-  m_poll.add(m_signals.get(), EventPoll::kSignals);
-  m_poll.add(m_timer.get(), EventPoll::kTimer);
-  m_poll.add(m_listener.descriptor(), EventPoll::kListener);
-  m_poll.add(m_status.descriptor(), EventPoll::kStatus);
+  watch(m_signals.get(), EventPoll::kSignals);
+  watch(m_timer.get(), EventPoll::kTimer);
+  watch(m_listener.descriptor(), EventPoll::kListener);
+  watch(m_status.descriptor(), EventPoll::kStatus);
+}
+
+void Server::watch(int descriptor, EventPoll::Source source) {
+  if (!m_poll.add(descriptor, source)) failWithErrno("epoll");
 }
 
 void Server::run() {
-  notifySystemd("READY=1");
+  tellSystemd();
   while (!m_isStopping)
     turn(m_hub.isBusy() ? 0 : -1);
-  notifySystemd("STOPPING=1");
+  m_systemd.notify("STOPPING=1");
   drain();
 }
 
@@ -154,16 +158,28 @@ void Server::readSignals() {
   }
 }
 
+// A notification that finds its receiver busy is repeated.
+void Server::tellSystemd() {
+  if (!m_isReadyTold) m_isReadyTold = m_systemd.notify("READY=1");
+  if (m_hasWatchdog) m_systemd.notify("WATCHDOG=1");
+}
+
 void Server::tick() {
   std::uint64_t expirations = 0;
   [[maybe_unused]] const ssize_t bytes = read(m_timer.get(), &expirations, sizeof expirations);
   m_log.tick();
   m_status.tick();
   m_hub.tick(Clock::now());
-  if (m_hasWatchdog) notifySystemd("WATCHDOG=1");
-  if (m_isPaused) m_poll.change(m_listener.descriptor(), EventPoll::kListener, EPOLLIN);
-  m_isPaused = false;
+  tellSystemd();
+  if (m_isPaused) resumeAccepting();
   watchListener();
+}
+
+// Who waited meanwhile was known to no pass, whatever it had registered.
+void Server::resumeAccepting() {
+  m_poll.change(m_listener.descriptor(), EventPoll::kListener, EPOLLIN);
+  m_isPaused = false;
+  m_hub.requestResync();
 }
 
 // What somebody has put in the socket's place is left alone, and not even asked whether it answers: every call there
@@ -186,5 +202,5 @@ void Server::renewListener() {
   } catch (const std::exception &error) {
     m_log.write(Log::kError, "socket", error.what());
   }
-  m_poll.add(m_listener.descriptor(), EventPoll::kListener);
+  watch(m_listener.descriptor(), EventPoll::kListener);
 }

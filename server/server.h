@@ -9,16 +9,21 @@
 #include "system/descriptor.h"
 #include "system/event_poll.h"
 #include "system/log.h"
+#include "system/systemd.h"
 
 class Server {
  public:
   // Throws std::runtime_error when it can't listen.
   Server(const Options &options, Log &log);
 
+  // For people to read.
+  std::string address() const { return m_listener.address(); }
+
   // Returns on SIGTERM or SIGINT, when what is queued has been handed over or a second has passed.
   void run();
 
  private:
+  void watch(int descriptor, EventPoll::Source source);
   void turn(int timeoutMs);
   void dispatch(const epoll_event &event);
   void drain();
@@ -28,9 +33,11 @@ class Server {
   bool isAllowed(const Peer &peer) const;
   void refuse(Descriptor socket, const Peer &peer, const char *reason);
   void pauseAccepting();
+  void resumeAccepting();
 
   void readSignals();
   void tick();
+  void tellSystemd();
   void watchListener();
   void renewListener();
 
@@ -43,7 +50,9 @@ class Server {
   const Clock::time_point m_start;
   Hub m_hub;
   StatusPage m_status;
+  const SystemdNotifier m_systemd;
   const bool m_hasWatchdog;
+  bool m_isReadyTold = false;
   bool m_isPaused = false;  // nothing is accepted until the next tick
   bool m_isStopping = false;
 };

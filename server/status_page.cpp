@@ -3,11 +3,14 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <iterator>
+
+#include "system/failure.h"
 
 StatusPage::StatusPage(const std::string &path, mode_t mode, Document document) : m_document(std::move(document)) {
   if (path.empty()) return;
   m_file.emplace(path, SocketFile::Rights{mode}, SOMAXCONN);
-  m_poll.add(m_file->descriptor(), EventPoll::kListener);
+  if (!m_poll.add(m_file->descriptor(), EventPoll::kListener)) failWithErrno(path);
 }
 
 void StatusPage::serve() {
@@ -22,12 +25,18 @@ void StatusPage::serve() {
 }
 
 void StatusPage::tick() {
+  for (auto reader = m_readers.begin(); reader != m_readers.end();) {
+    const bool isLate = Clock::now() - reader->second.begin > kPatience;
+    if (isLate) m_poll.remove(reader->second.socket.get());
+    reader = isLate ? m_readers.erase(reader) : std::next(reader);
+  }
   if (m_isPaused) m_poll.change(m_file->descriptor(), EventPoll::kListener, EPOLLIN);
   m_isPaused = false;
 }
 
 void StatusPage::accept() {
-  Reader reader{Descriptor{accept4(m_file->descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)}, {}};
+  Reader reader{
+      Descriptor{accept4(m_file->descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)}, {}, Clock::now()};
   if (!reader.socket.isOpen()) {
     m_isPaused = errno != EAGAIN && errno != EINTR && errno != ECONNABORTED;
     if (m_isPaused) m_poll.change(m_file->descriptor(), EventPoll::kListener, 0);
@@ -37,8 +46,7 @@ void StatusPage::accept() {
   reader.unsent.append(m_document());
   if (!send(reader)) return;
   const std::uint64_t id = m_nextReader++;
-  m_poll.add(reader.socket.get(), id, EPOLLOUT);
-  m_readers.emplace(id, std::move(reader));
+  if (m_poll.add(reader.socket.get(), id, EPOLLOUT)) m_readers.emplace(id, std::move(reader));
 }
 
 bool StatusPage::send(Reader &reader) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "forwarding/byte_queue.h"
+#include "system/clock.h"
 #include "system/event_poll.h"
 #include "system/socket_file.h"
 
@@ -22,15 +23,17 @@ class StatusPage {
 
   // Serves those who wait, and those who have not taken all of their document yet.
   void serve();
-  // Tries again what failed for want of descriptors. To be called now and then.
+  // Tries again what failed for want of descriptors, and ends readers that do not read. To be called now and then.
   void tick();
 
  private:
   struct Reader {
     Descriptor socket;
     ByteQueue unsent;
+    Clock::time_point begin;
   };
-  static constexpr std::size_t kMostReaders = 16;  // at a time; the next one is closed without an answer
+  static constexpr std::chrono::seconds kPatience{10};  // with one that does not read
+  static constexpr std::size_t kMostReaders = 16;       // at a time; the next one is closed without an answer
 
   void accept();
   // False when the reader has it all, or is gone.

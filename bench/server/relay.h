@@ -4,6 +4,7 @@
 
 #include <sys/socket.h>
 
+#include <cstdlib>
 #include <map>
 #include <set>
 
@@ -19,7 +20,7 @@ template <class Serve>
 [[noreturn]] void runRelay(const char *path, Serve serve) {
   EventPoll poll;
   const SocketFile listener(path, {0600}, SOMAXCONN);
-  poll.add(listener.descriptor(), EventPoll::kListener);
+  if (!poll.add(listener.descriptor(), EventPoll::kListener)) std::abort();
   std::map<int, Descriptor> connections;
   std::set<int> readers;
   for (;;) {
@@ -27,7 +28,7 @@ template <class Serve>
       if (event.data.u64 == EventPoll::kListener) {
         Descriptor accepted{accept4(listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC)};
         const int fd = accepted.get();
-        poll.add(fd, EventPoll::kFirstConnection + static_cast<std::uint64_t>(fd));
+        if (!poll.add(fd, EventPoll::kFirstConnection + static_cast<std::uint64_t>(fd))) std::abort();
         connections.emplace(fd, std::move(accepted));
         continue;
       }

@@ -13,13 +13,14 @@ class ByteQueue {
 
   void append(std::string_view bytes) { m_bytes.append(bytes); }
 
-  // What remains is moved up when it is less than half, so that the cost of a byte is constant.
+  // What remains is moved to a place of its own size when it is less than half, so that the cost of a byte is constant
+  // and a queue that was long gives its memory back.
   void consume(std::size_t count) {
     m_begin += count;
     if (m_begin == m_bytes.size()) {
       clear();
     } else if (m_begin > m_bytes.size() / 2) {
-      m_bytes.erase(0, m_begin);
+      std::string(m_bytes, m_begin).swap(m_bytes);
       m_begin = 0;
     }
   }
@@ -28,7 +29,7 @@ class ByteQueue {
   void clear() {
     m_begin = 0;
     if (m_bytes.capacity() > kKeptCapacity) {
-      m_bytes = std::string();
+      std::string().swap(m_bytes);  // an assignment would keep it
     } else {
       m_bytes.clear();
     }

@@ -32,9 +32,11 @@ class Connection {
   // The client is told nothing more, and its end sees that at once.
   void close();
 
-  // What the hub has to remember of it.
+  // What the hub and the routes have to remember of it.
+  std::size_t heldRegistrations = 0;   // of all its interests together
   bool isOld = false;                  // its process may have missed changes, see Resync
   bool wantsEverything = false;        // it registered more keys than it may
+  bool isOutOfStep = false;            // what it sends makes no sense any more
   bool isEnded = false;                // it is about to be closed
   bool isBlocked = false;              // its socket is to say when it takes more
   bool isTouched = false;              // it is to be flushed at the end of this turn

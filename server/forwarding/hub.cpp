@@ -1,6 +1,7 @@
 #include "forwarding/hub.h"
 
 #include <sys/random.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 
@@ -14,6 +15,7 @@ constexpr std::uint8_t kKnownActions = 7;
 // What takes long is done piece by piece, so that a turn of the loop stays short.
 constexpr int kSweptPerTurn = 2000;
 constexpr int kDroppedPerTurn = 2000;
+constexpr std::uint64_t kDeliveredPerTurn = 10'000;
 
 SipKey randomSeed() {
   SipKey seed{};
@@ -34,7 +36,10 @@ Hub::Hub(const Limits &limits, Resync resync, EventPoll &poll, Log &log)
 
 void Hub::welcome(Descriptor socket, Peer peer) {
   const ConnectionId id = m_nextId++;
-  m_poll.add(socket.get(), id);
+  if (!m_poll.add(socket.get(), id)) {
+    m_log.write(Log::kError, "watch", std::string("can't watch a connection: ") + std::strerror(errno));
+    return refuse(std::move(socket), peer, Hearing::kHeard);
+  }
   ++m_connectionsOfUid[peer.uid];
   auto made = std::make_unique<Connection>(id, std::move(socket), std::move(peer));
   Connection &connection = *m_connections.emplace(id, std::move(made)).first->second;
@@ -48,11 +53,21 @@ void Hub::refuse(Descriptor socket, const Peer &peer, Hearing hearing) {
   if (hearing == Hearing::kIgnored) return;
   m_resync.noteCut(peer);
   Connection connection(m_nextId++, std::move(socket), peer);
+  hearOut(connection);
+}
+
+// What has been written before the end counts; to write any more fails over there.
+void Hub::hearOut(Connection &connection) {
+  const bool hasEnd = shutdown(connection.descriptor(), SHUT_RD) == 0;
   m_records.clear();
-  connection.receive(m_records);
+  while (connection.receive(m_records) && hasEnd)
+    continue;
   m_counters.recordsIn += m_records.size();
   for (const _ORV_DB_MESSAGE &record : m_records) {
-    if (record.type == MSG_CHANGE && isGood(record)) takeChange(connection.id(), record);
+    const bool isUsable = isGood(record) && record.type <= MSG_CHANGE;
+    if (!isUsable) ++m_counters.bad;
+    if (record.type > MSG_CHANGE) return;
+    if (isUsable && record.type == MSG_CHANGE) takeChange(connection.id(), record);
   }
 }
 
@@ -73,7 +88,9 @@ void Hub::receive(Connection &connection) {
   const bool isOpen = connection.receive(m_records);
   m_counters.recordsIn += m_records.size();
   for (const _ORV_DB_MESSAGE &record : m_records) {
-    if (!handle(connection, record)) return cut(connection, "sent something that is no record");
+    if (handle(connection, record)) continue;
+    connection.isOutOfStep = true;
+    return cut(connection, "sent something that is no record");
   }
   if (!isOpen) end(connection);
 }
@@ -106,8 +123,7 @@ bool Hub::handle(Connection &sender, const _ORV_DB_MESSAGE &record) {
 
 void Hub::registerKey(Connection &reader, const _ORV_DB_MESSAGE &record) {
   const RecordKey key(record);
-  const bool isFull =
-      reader.interests().size() >= m_limits.keysOfConnection || m_routes.interestCount() >= m_limits.keys;
+  const bool isFull = reader.interests().size() >= m_limits.keysOfConnection || registeredKeys() >= m_limits.keys;
   if (isFull && m_routes.find(reader, key.text()) == nullptr) {
     giveEverything(reader);
     if (reader.isOld) tellNow(reader, record);
@@ -138,18 +154,21 @@ void Hub::acknowledge(Connection &reader, _ORV_DB_MESSAGE record, std::uint8_t s
   record.status = status;
   reader.outbox().acknowledge(record);
   touch(reader);
-  if (reader.outbox().ackCount() > std::max(kLeastAcksAllowed, reader.interests().size())) {
+  // A client that repeats its registrations reads no reply before it has sent them all.
+  if (reader.outbox().ackCount() > std::max(kLeastAcksAllowed, reader.heldRegistrations)) {
     cut(reader, "does not read the replies to its registrations");
   }
 }
 
 void Hub::takeChange(ConnectionId sender, const _ORV_DB_MESSAGE &record) {
-  if (usedBytes() + kRecordSize > m_limits.totalQueueBytes) makeRoom();
-  if (hasRoom()) {
+  const bool hasShare = m_transit.bytes() < m_limits.totalQueueBytes / 2;
+  if (hasShare && !hasRoom()) makeRoom();
+  if (hasShare && hasRoom()) {
     m_transit.add(sender, record);
   } else {
     m_transit.lose();
     ++m_counters.collapsed;
+    m_log.write(Log::kWarning, "loss", "more changes come than there is room for: everybody is told of whole tables");
   }
 }
 
@@ -164,13 +183,14 @@ void Hub::endPass() {
 }
 
 void Hub::fanOut() {
-  for (const Transit::Change &change : m_transit.due()) {
-    forward(change);
+  const auto delivered = [this] { return m_counters.recordsOut + m_counters.collapsed; };
+  const std::uint64_t enough = delivered() + kDeliveredPerTurn;
+  while (m_transit.hasDue() && delivered() < enough) {
+    forward(m_transit.takeDue());
     // Most readers take their share at once; those who don't are not to pay for it.
     if (m_unflushedBytes > m_limits.totalQueueBytes / 2) flushTouched();
   }
-  if (m_transit.hasLostDue()) tellOfLost();
-  m_transit.endPass();
+  if (m_transit.takeLostDue()) tellOfLost();
 }
 
 // One that wants everything has no keys to tell: it is told by the end of its connection.
@@ -206,6 +226,8 @@ void Hub::deliver(Connection &reader, Interest *interest, const _ORV_DB_MESSAGE 
   m_queuedBytes += kRecordSize;
   m_unflushedBytes += kRecordSize;
   m_counters.largestQueue = std::max(m_counters.largestQueue, outbox.changeBytes());
+  // A burst within one pass is no proof of a slow reader: it may take its share now.
+  if (outbox.changeBytes() > m_limits.queueBytes && !reader.isBlocked) flush(reader);
   if (outbox.changeBytes() > m_limits.queueBytes) collapse(reader);
   if (!hasRoom()) makeRoom();
 }
@@ -307,6 +329,7 @@ Outbox::Progress Hub::flush(Connection &connection) {
   const std::size_t before = connection.outbox().changeBytes();
   const Outbox::Progress progress = connection.outbox().flush(connection.descriptor());
   m_queuedBytes -= before - connection.outbox().changeBytes();
+  if (progress == Outbox::Progress::kFailed) cut(connection, "can't be sent to");
   const bool isBlocked = progress == Outbox::Progress::kBlocked;
   if (isBlocked != connection.isBlocked) {
     m_poll.change(connection.descriptor(), connection.id(), isBlocked ? EPOLLIN | EPOLLOUT : EPOLLIN);
@@ -332,13 +355,16 @@ void Hub::end(Connection &connection) {
 }
 
 void Hub::closeEnded() {
-  for (const ConnectionId id : m_ended) {
+  for (std::size_t i = 0; i < m_ended.size(); ++i) {  // what one still has to say may end another
+    const ConnectionId id = m_ended[i];
     const auto found = m_connections.find(id);
     Connection &connection = *found->second;
     m_greedy.erase(id);
     const auto ofUid = m_connectionsOfUid.find(connection.peer().uid);
     if (--ofUid->second == 0) m_connectionsOfUid.erase(ofUid);
     m_queuedBytes -= connection.outbox().changeBytes();
+    m_closedInterests += connection.interests().size();
+    if (!connection.isOutOfStep) hearOut(connection);
     m_poll.remove(connection.descriptor());
     connection.close();
     m_closed.push_back(std::move(found->second));
@@ -354,6 +380,7 @@ void Hub::dropInterestsOfClosed() {
       m_closed.pop_back();
     } else {
       m_routes.remove(interests.back());
+      --m_closedInterests;
     }
   }
 }

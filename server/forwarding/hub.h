@@ -37,6 +37,9 @@ class Hub {
   // Tells everybody, when it is time for it. To be called now and then.
   void tick(Clock::time_point now);
 
+  // Somebody may have been missed: everybody is told.
+  void requestResync() { m_resync.request(); }
+
   // Is there work to go on with before anything else happens?
   bool isBusy() const;
   // Has everything been handed over?
@@ -50,6 +53,7 @@ class Hub {
 
  private:
   void receive(Connection &connection);
+  void hearOut(Connection &connection);
   bool handle(Connection &sender, const _ORV_DB_MESSAGE &record);
   void registerKey(Connection &reader, const _ORV_DB_MESSAGE &record);
   void giveEverything(Connection &reader);
@@ -66,6 +70,7 @@ class Hub {
   bool sweepOne();
   void sweep();
 
+  std::size_t registeredKeys() const { return m_routes.interestCount() - m_closedInterests; }
   std::size_t usedBytes() const { return m_queuedBytes + m_transit.bytes(); }
   bool hasRoom() const { return usedBytes() <= m_limits.totalQueueBytes; }
   void makeRoom();
@@ -95,7 +100,8 @@ class Hub {
   std::vector<ConnectionId> m_ended;                  // to be closed then
   std::deque<ConnectionId> m_sweeping;                // to be told of everything, piece by piece
   std::vector<std::unique_ptr<Connection>> m_closed;  // whose interests are dropped piece by piece
-  std::size_t m_queuedBytes = 0;                      // changes in all outboxes
-  std::size_t m_unflushedBytes = 0;                   // that were added since the last flush
-  std::vector<_ORV_DB_MESSAGE> m_records;             // of the read under way
+  std::size_t m_closedInterests = 0;
+  std::size_t m_queuedBytes = 0;           // changes in all outboxes
+  std::size_t m_unflushedBytes = 0;        // that were added since the last flush
+  std::vector<_ORV_DB_MESSAGE> m_records;  // of the read under way
 };

@@ -21,6 +21,8 @@ class Interest {
   Route &route() const { return m_route; }
   std::uint8_t actions() const { return m_actions; }
   bool isEmpty() const { return m_masks.empty(); }
+  // Registrations that the client repeats when it connects again, as far as they are known.
+  std::size_t registrationCount() const { return m_isFolded ? kMostMasks : m_masks.size(); }
 
   // Every registered mask is kept for itself; from the 65th on they are one mask that no cancellation reduces.
   void add(std::uint8_t mask);

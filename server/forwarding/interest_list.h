@@ -2,6 +2,7 @@
 // come and go.
 #pragma once
 
+#include <algorithm>
 #include <list>
 
 #include "forwarding/interest.h"
@@ -22,11 +23,12 @@ class InterestList {
   void remove(Interest &interest) {
     if (m_next == interest.place) ++m_next;
     m_interests.erase(interest.place);
+    m_unswept = std::min(m_unswept, m_interests.size());
   }
 
   // A sweep that is under way starts again where it stands, so that none is put off for ever.
   void beginSweep() { m_unswept = m_interests.size(); }
-  bool isSwept() const { return m_unswept == 0 || isEmpty(); }
+  bool isSwept() const { return m_unswept == 0; }
   Interest &sweepNext() {
     if (m_next == m_interests.end()) m_next = m_interests.begin();
     --m_unswept;

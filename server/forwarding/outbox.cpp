@@ -43,6 +43,7 @@ ssize_t sendWithoutWaiting(int socket, std::array<iovec, kCount> segments) {
 void Outbox::acknowledge(const _ORV_DB_MESSAGE &reply) { m_acks.append(bytesOf(reply)); }
 
 void Outbox::append(const _ORV_DB_MESSAGE &change) {
+  m_isCollapsed = false;
   m_changes.append(bytesOf(change));
   m_largest = std::max(m_largest, m_changes.size());
 }
@@ -64,6 +65,7 @@ std::vector<_ORV_DB_MESSAGE> Outbox::collapse() {
 void Outbox::forget(Interest &interest) {
   if (interest.untold != 0) m_untold.erase(interest.untoldPlace);
   interest.untold = 0;
+  m_isCollapsed = isCollapsed();
 }
 
 void Outbox::discard() {
@@ -81,12 +83,13 @@ Outbox::Progress Outbox::flush(int socket) {
     const ssize_t count = sendWithoutWaiting(
         socket, std::array{segment(m_started), segment(m_acks), segment(m_told), segment(m_changes)});
     if (count < 0 && errno == EAGAIN) return Progress::kBlocked;
+    if (count < 0 && errno != EPIPE && errno != ECONNRESET) return Progress::kFailed;
     if (count < 0) {
       discard();
     } else {
       consume(static_cast<std::size_t>(count));
     }
-    if (m_told.isEmpty() && m_untold.empty()) m_isCollapsed = false;
+    m_isCollapsed = isCollapsed();
   }
   return Progress::kDone;
 }

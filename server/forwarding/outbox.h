@@ -25,7 +25,7 @@ class Outbox {
   // From now on changes are told with row id 0, until all of those have been handed over. Returns the changes that
   // waited one by one.
   std::vector<_ORV_DB_MESSAGE> collapse();
-  bool isCollapsed() const { return m_isCollapsed; }
+  bool isCollapsed() const { return m_isCollapsed && (!m_told.isEmpty() || !m_untold.empty()); }
 
   // The interest goes away.
   void forget(Interest &interest);
@@ -36,8 +36,9 @@ class Outbox {
     kDone,
     kBlocked,  // the socket takes no more for now
     kMore,     // it is others' turn
+    kFailed,   // the system can't send, though somebody may be there to read
   };
-  // Hands over what the socket takes at once. One that fails takes everything, for nobody.
+  // Hands over what the socket takes at once. One whose other end is gone takes everything, for nobody.
   Progress flush(int socket);
 
   bool isEmpty() const { return m_started.isEmpty() && m_acks.isEmpty() && !hasWhole(); }

@@ -6,7 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
-#include <set>
+#include <map>
 #include <utility>
 
 #include "system/clock.h"
@@ -28,7 +28,7 @@ class Resync {
   bool isOld(const Peer &peer) const;
 
   // The server ended a connection of the process, which will come back.
-  void noteCut(const Peer &peer);
+  void noteCut(const Peer &peer, Clock::time_point now = Clock::now());
 
   // An old process has come: what it announced to nobody concerns everybody. So does what it goes on losing until it
   // has repeated its registrations, which is why a request is answered not by the next look at the clock, but by the
@@ -40,16 +40,19 @@ class Resync {
   bool takeDue(Clock::time_point now);
 
  private:
+  void forgetBefore(Clock::time_point limit);
+
   static constexpr std::chrono::seconds kFirstSweep{2};
   static constexpr std::chrono::seconds kLastSweep{2048};
   static constexpr std::size_t kMostCut = 10'000;
+  static constexpr std::chrono::minutes kClientsPatience{35};  // then it has come again, or never will
 
   const ResyncMode m_mode;
   const std::uint64_t m_listenTicks;
   const Clock::time_point m_start;
   std::chrono::seconds m_nextSweep = kFirstSweep;
   bool m_isRequested = false;
-  bool m_isRipe = false;                            // was requested before the last look at the clock
-  std::set<std::pair<pid_t, std::uint64_t>> m_cut;  // process and start time, 0 if unknown
-  bool m_hasForgottenCuts = false;                  // there were more than may be kept: everybody counts as old
+  bool m_isRipe = false;  // was requested before the last look at the clock
+  std::map<std::pair<pid_t, std::uint64_t>, Clock::time_point> m_cut;  // by process and start time, 0 if unknown
+  bool m_hasForgottenCuts = false;  // there were more than may be kept: everybody counts as old
 };

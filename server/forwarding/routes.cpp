@@ -21,8 +21,17 @@ Interest &Routes::add(Connection &reader, std::string_view key, std::uint8_t mas
     place = route.readers.insert(place, {reader.id(), &added});
     ++m_interestCount;
   }
-  place->interest->add(mask);
+  countChange(*place->interest, [mask](Interest &interest) { interest.add(mask); });
   return *place->interest;
+}
+
+// Keeps the number of registrations that the connection holds.
+template <class Change>
+void Routes::countChange(Interest &interest, Change change) {
+  std::size_t &held = interest.reader().heldRegistrations;
+  held -= interest.registrationCount();
+  change(interest);
+  held += interest.registrationCount();
 }
 
 Route &Routes::routeOf(std::string_view key) {
@@ -36,7 +45,7 @@ Route &Routes::routeOf(std::string_view key) {
 void Routes::cancel(Connection &reader, std::string_view key, std::uint8_t bits) {
   Interest *interest = find(reader, key);
   if (interest == nullptr) return;
-  interest->cancel(bits);
+  countChange(*interest, [bits](Interest &cancelled) { cancelled.cancel(bits); });
   if (interest->isEmpty()) remove(*interest);
 }
 
@@ -44,7 +53,9 @@ void Routes::remove(Interest &interest) {
   Connection &reader = interest.reader();
   Route &route = interest.route();
   route.readers.erase(placeOf(route.readers, reader.id()));
+  if (route.readers.capacity() / 4 > route.readers.size()) route.readers.shrink_to_fit();
   --m_interestCount;
+  reader.heldRegistrations -= interest.registrationCount();
   reader.outbox().forget(interest);
   reader.interests().remove(interest);
   if (route.readers.empty()) m_routes.erase(std::string_view(route.key));

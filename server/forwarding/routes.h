@@ -46,6 +46,8 @@ class Routes {
   };
 
   Route &routeOf(std::string_view key);
+  template <class Change>
+  static void countChange(Interest &interest, Change change);
 
   // The views point into the routes.
   std::unordered_map<std::string_view, std::unique_ptr<Route>, Hash> m_routes;

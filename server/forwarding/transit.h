@@ -4,6 +4,7 @@
 // had registered before the change was sent is known by then, in whatever order the descriptors were looked at.
 #pragma once
 
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -17,32 +18,41 @@ class Transit {
     _ORV_DB_MESSAGE record;
   };
 
-  void add(ConnectionId sender, const _ORV_DB_MESSAGE &record) { m_fresh.changes.push_back({sender, record}); }
+  void add(ConnectionId sender, const _ORV_DB_MESSAGE &record) { m_fresh.push_back({sender, record}); }
   // There were more than memory may hold.
-  void lose() { m_fresh.hasLost = true; }
+  void lose() { m_hasLostFresh = true; }
 
-  bool isEmpty() const { return m_fresh.isEmpty() && m_due.isEmpty(); }
-  std::size_t bytes() const { return (m_fresh.changes.size() + m_due.changes.size()) * sizeof(_ORV_DB_MESSAGE); }
+  bool isEmpty() const { return m_fresh.empty() && !hasDue() && !m_hasLostFresh && !m_hasLostDue; }
+  std::size_t bytes() const { return (m_fresh.size() + m_due.size() - m_next) * sizeof(_ORV_DB_MESSAGE); }
 
-  // What has been read up to now is due when this pass ends.
-  void beginPass() { std::swap(m_fresh, m_due); }
-  const std::vector<Change> &due() const { return m_due.changes; }
-  bool hasLostDue() const { return m_due.hasLost; }
-  void endPass() { m_due.clear(); }
+  // What has been read up to now is due when this pass ends, behind what was due before and is still there.
+  void beginPass() {
+    if (hasDue()) {
+      m_due.erase(m_due.begin(), m_due.begin() + static_cast<std::ptrdiff_t>(std::exchange(m_next, 0)));
+      m_due.insert(m_due.end(), m_fresh.begin(), m_fresh.end());
+    } else {
+      m_next = 0;
+      std::swap(m_fresh, m_due);
+    }
+    clear(m_fresh);
+    m_hasLostDue = std::exchange(m_hasLostFresh, false) || m_hasLostDue;
+  }
+
+  bool hasDue() const { return m_next < m_due.size(); }
+  const Change &takeDue() { return m_due[m_next++]; }
+  bool takeLostDue() { return std::exchange(m_hasLostDue, false); }
 
  private:
-  struct Batch {
-    bool isEmpty() const { return changes.empty() && !hasLost; }
-    void clear() {
-      hasLost = false;
-      changes.clear();
-      if (changes.capacity() > kKeptChanges) changes.shrink_to_fit();
-    }
-    std::vector<Change> changes;
-    bool hasLost = false;
-  };
   static constexpr std::size_t kKeptChanges = 4096;
 
-  Batch m_fresh;
-  Batch m_due;
+  static void clear(std::vector<Change> &changes) {
+    changes.clear();
+    if (changes.capacity() > kKeptChanges) changes.shrink_to_fit();
+  }
+
+  std::vector<Change> m_fresh;
+  std::vector<Change> m_due;
+  std::size_t m_next = 0;  // the first of the due ones that has not been taken
+  bool m_hasLostFresh = false;
+  bool m_hasLostDue = false;
 };

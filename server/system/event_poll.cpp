@@ -6,11 +6,12 @@ EventPoll::EventPoll() : m_epoll(epoll_create1(EPOLL_CLOEXEC)) {
   if (!m_epoll.isOpen()) failWithErrno("epoll");
 }
 
-void EventPoll::add(int fd, std::uint64_t source, std::uint32_t events) {
+bool EventPoll::add(int fd, std::uint64_t source, std::uint32_t events) {
   epoll_event event{events, {}};
   event.data.u64 = source;
-  if (epoll_ctl(m_epoll.get(), EPOLL_CTL_ADD, fd, &event) != 0) failWithErrno("epoll");
-  ++m_count;
+  const bool isAdded = epoll_ctl(m_epoll.get(), EPOLL_CTL_ADD, fd, &event) == 0;
+  if (isAdded) ++m_count;
+  return isAdded;
 }
 
 void EventPoll::change(int fd, std::uint64_t source, std::uint32_t events) {

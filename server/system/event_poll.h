@@ -17,7 +17,8 @@ class EventPoll {
   // Ready itself when one of its descriptors is: a poll can be watched by another.
   int descriptor() const { return m_epoll.get(); }
 
-  void add(int fd, std::uint64_t source, std::uint32_t events = EPOLLIN);
+  // False when the system has no room for it, and errno says why.
+  [[nodiscard]] bool add(int fd, std::uint64_t source, std::uint32_t events = EPOLLIN);
   void change(int fd, std::uint64_t source, std::uint32_t events);
   void remove(int fd);
 

@@ -9,13 +9,16 @@
 
 namespace {
 
-Descriptor openFile(const std::string &path) {
-  Descriptor file{open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)};
-  if (file.isOpen()) return file;
-  const std::string reason = std::strerror(errno);
+[[noreturn]] void failWithOwner(const std::string &path, const std::string &reason) {
   struct stat found {};
   const bool isForeign = lstat(path.c_str(), &found) == 0 && found.st_uid != geteuid();
   fail(path, isForeign ? reason + ", it belongs to user " + std::to_string(found.st_uid) : reason);
+}
+
+Descriptor openFile(const std::string &path) {
+  Descriptor file{open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)};
+  if (file.isOpen()) return file;
+  failWithOwner(path, std::strerror(errno));
 }
 
 // A server that ends removes its file, which another one may have opened before that.
@@ -32,7 +35,7 @@ LockFile::LockFile(std::string path) : m_path(std::move(path)) {
   do {
     m_file = openFile(m_path);
     if (flock(m_file.get(), LOCK_EX | LOCK_NB) == 0) continue;
-    if (errno == EWOULDBLOCK) fail(m_path, "another server is running");
+    if (errno == EWOULDBLOCK) failWithOwner(m_path, "another server is running");
     failWithErrno(m_path);
   } while (!isStillThere(m_file, m_path));
 }

@@ -78,6 +78,6 @@ SocketFile::~SocketFile() {
 
 SocketFile::State SocketFile::state() const {
   struct stat file {};
-  if (lstat(m_path.c_str(), &file) != 0) return State::kVanished;
+  if (lstat(m_path.c_str(), &file) != 0) return errno == ENOENT ? State::kVanished : State::kThere;
   return file.st_dev == m_device && file.st_ino == m_inode ? State::kThere : State::kReplaced;
 }

@@ -42,19 +42,21 @@ Descriptor takeSystemdSocket() {
   return Descriptor{kFirstPassedDescriptor};
 }
 
-void notifySystemd(const char *state) {
+SystemdNotifier::SystemdNotifier() {
   const char *path = std::getenv("NOTIFY_SOCKET");
-  if (path == nullptr) return;
+  const std::size_t length = path != nullptr ? std::strlen(path) : 0;
   sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  const std::size_t length = std::strlen(path);
   if (length == 0 || length >= sizeof address.sun_path) return;
+  address.sun_family = AF_UNIX;
   std::memcpy(address.sun_path, path, length);
   if (path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
-  const Descriptor notifier{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+  m_socket = Descriptor{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
-  sendto(notifier.get(), state, std::strlen(state), MSG_DONTWAIT | MSG_NOSIGNAL,
-         reinterpret_cast<const sockaddr *>(&address), size);
+  if (connect(m_socket.get(), reinterpret_cast<const sockaddr *>(&address), size) != 0) m_socket.reset();
+}
+
+bool SystemdNotifier::notify(const std::string &state) const {
+  return !m_socket.isOpen() || send(m_socket.get(), state.data(), state.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 bool hasSystemdWatchdog() { return std::getenv("WATCHDOG_USEC") != nullptr && isMeantForUs("WATCHDOG_PID"); }

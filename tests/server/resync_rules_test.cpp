@@ -24,8 +24,7 @@ Peer process(pid_t pid, std::uint64_t startTime) {
 
 Peer youngProcess(pid_t pid = 12) { return process(pid, kListenTicks + 1); }
 
-// --- when
-// -------------------------------------------------------------------------------------------------------------
+// --- when ------------------------------------------------------------------------------------------------------------
 
 // The seconds after the start at which everybody is told, for one that looks at the clock each `step`.
 std::vector<long> sweeps(std::chrono::milliseconds step, std::chrono::seconds end) {
@@ -89,13 +88,24 @@ TEST(ResyncSchedule, NeverMeansNeverAndAlwaysKeepsTheSchedule) {
   EXPECT_TRUE(always.takeDue(kStart + 2s));
 }
 
-// --- who
-// --------------------------------------------------------------------------------------------------------------
+// --- who -------------------------------------------------------------------------------------------------------------
 
 TEST(ResyncAge, ProcessStartedBeforeTheServerListenedIsOld) {
   const Resync resync = makeResync();
   EXPECT_TRUE(resync.isOld(process(12, kListenTicks - 1)));
   EXPECT_FALSE(resync.isOld(process(12, kListenTicks + 1)));
+}
+
+// Whoever has not come again when the clients' own patience is over never will.
+TEST(ResyncAge, CutsOfLongAgoMakeRoomForNewOnes) {
+  constexpr int kRemembered = 10'000;
+  Resync resync = makeResync();
+  const Clock::time_point longAgo = Clock::now() - std::chrono::minutes(36);
+  for (int pid = 1; pid <= kRemembered; ++pid)
+    resync.noteCut(youngProcess(pid), longAgo);
+  resync.noteCut(youngProcess(kRemembered + 1));
+  EXPECT_TRUE(resync.isOld(youngProcess(kRemembered + 1)));
+  EXPECT_FALSE(resync.isOld(youngProcess(kRemembered + 2)));
 }
 
 TEST(ResyncAge, ProcessStartedInTheSameTickIsOld) { EXPECT_TRUE(makeResync().isOld(process(12, kListenTicks))); }

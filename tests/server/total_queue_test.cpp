@@ -79,7 +79,7 @@ TEST_F(TotalQueue, ChangesInTransitCountAndThoseThatDoNotFitAreToldWithRowIdZero
     EXPECT_EQ(another.receive(), wholeTable("orders", static_cast<std::uint8_t>(action)));
 
   writer_.send(changeRecord("shop", "articles", kUpdate, 7));
-  EXPECT_EQ(reader_.receive(), changeRecord("shop", "articles", kUpdate, 7));
+  reader_.receiveUpTo(changeRecord("shop", "articles", kUpdate, 7));
 }
 
 class TotalQueueDefault : public OverflowTest {

@@ -39,7 +39,7 @@ World::World(const Setup &setup)
       m_listening(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)),
       m_now(Clock::now()),
       m_hub(setup.limits, Resync(setup.resync, 0, m_now), m_poll, quietLog()) {
-  m_poll.add(m_listening.get(), EventPoll::kListener);
+  if (!m_poll.add(m_listening.get(), EventPoll::kListener)) throw std::runtime_error("epoll");
 }
 
 World::Client World::connect() {

@@ -1,6 +1,7 @@
 #include "forwarding/byte_queue.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <random>
 
@@ -31,6 +32,23 @@ TEST(ByteQueue, ClearedOneIsEmptyAndTakesBytesAgain) {
   queue.append("again");
   EXPECT_EQ(queue.view(), "again");
 }
+
+class ByteQueueMemory : public testing::TestWithParam<std::size_t> {};
+
+// Of the queue, as what is left in it may take.
+TEST_P(ByteQueueMemory, IsGivenBackWhenTheQueueHasShrunk) {
+  const auto inUse = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+  constexpr std::size_t kMany = 1'000'000;
+  const std::size_t left = GetParam();
+  ByteQueue queue;
+  const std::size_t before = inUse();
+  queue.append(std::string(kMany, 'x'));
+  EXPECT_TRUE(inUse() == 0 || inUse() >= before + kMany);  // sanitizers have an allocator of their own
+  queue.consume(kMany - left);
+  EXPECT_LT(inUse(), before + left + 10'000);
+}
+
+INSTANTIATE_TEST_SUITE_P(WithSoManyBytesLeft, ByteQueueMemory, testing::Values(0, 1, 1000));
 
 TEST(ByteQueue, EqualsAStringUnderRandomUse) {
   std::mt19937 random(1);

@@ -12,7 +12,7 @@ class EventPolls : public testing::Test {
   void addReady(std::uint64_t source) {
     const ConnectedPair &pair = pairs_.emplace_back();
     pair.send(RecordBytes{});
-    poll_.add(pair.server.get(), source);
+    EXPECT_TRUE(poll_.add(pair.server.get(), source));
   }
 
   static std::vector<std::uint64_t> sourcesOf(const EventPoll::Ready &ready) {

@@ -112,4 +112,19 @@ TEST_F(InterestLists, NoneIsLeftOutWhileOthersComeAndGo) {
   }
 }
 
+// Or the next sweep would seem to be under way already.
+TEST_F(InterestLists, SweepEndsWhenAllThatItHadToTellIsRemoved) {
+  std::vector<Interest *> added;
+  for (int i = 0; i < 3; ++i)
+    added.push_back(&add());
+  interests_.beginSweep();
+  for (Interest *interest : added)
+    interests_.remove(*interest);
+  EXPECT_TRUE(interests_.isSwept());
+  const Interest *later = &add();
+  EXPECT_TRUE(interests_.isSwept());
+  interests_.beginSweep();
+  EXPECT_EQ(sweep(), std::vector<const Interest *>{later});
+}
+
 }  // namespace
