@@ -1,7 +1,7 @@
 // The hub between its passes, at moments that a client can't choose.
 #include "forwarding/hub.h"
 
-#include "server/parts/connected_pair.h"
+#include "server/parts/hub_fixture.h"
 
 namespace {
 
@@ -17,34 +17,6 @@ extern "C" ssize_t getrandom(void *bytes, size_t size, unsigned int) {
 }
 
 namespace {
-
-const RecordBytes kRegistration = registerRecord("shop", "articles", 7, 0);
-const RecordBytes kChange = changeRecord("shop", "articles", 1, 5);
-
-class HubTest : public testing::Test {
- protected:
-  // Returns the connection's id.
-  ConnectionId welcome(Descriptor socket) {
-    Peer peer;
-    peer.pid = getpid();
-    hub_.welcome(std::move(socket), peer);
-    return nextId_++;
-  }
-
-  void pass() {
-    hub_.beginPass();
-    for (const epoll_event &event : poll_.wait(0))
-      hub_.serve(event.data.u64, event.events);
-    hub_.endPass();
-  }
-
-  EventPoll poll_;
-  Log log_{false};
-  Hub hub_{Limits(), Resync(ResyncMode::kNever, 0, Clock::now()), poll_, log_};
-  ConnectionId nextId_ = EventPoll::kFirstConnection;
-};
-
-Bytes answerAndChange() { return concatenated({acceptance(kRegistration), kChange}); }
 
 // The pass asked what is ready before either was written: it comes upon the change, and not upon the registration.
 TEST_F(HubTest, ChangeThatIsReadBeforeARegistrationThatWasWrittenFirstIsHeard) {
