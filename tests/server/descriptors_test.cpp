@@ -1,6 +1,4 @@
 // What orvdb_server does when the system gives it no more descriptors.
-#include <sys/resource.h>
-
 #include <list>
 
 #include "server/process_state.h"
@@ -15,12 +13,7 @@ class Descriptors : public ServerTest {
  protected:
   Descriptors() { reader_.registerFor("shop", "articles", kAll); }
 
-  void limitTo(rlim_t count) {
-    rlimit limit{};
-    ASSERT_EQ(prlimit(server_.pid(), RLIMIT_NOFILE, nullptr, &limit), 0);
-    limit.rlim_cur = count;
-    ASSERT_EQ(prlimit(server_.pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
-  }
+  void limitTo(rlim_t count) const { limitDescriptors(server_.pid(), count); }
 
   // Connects until a connection is refused.
   void exhaust() {
@@ -70,7 +63,7 @@ TEST_F(Descriptors, RefusedConnectionsAreCountedAndLogged) {
   ASSERT_NO_FATAL_FAILURE(exhaust());
   for (int i = 0; i < 5; ++i)
     connectClient().waitForEnd();
-  ASSERT_NO_FATAL_FAILURE(limitTo(1000));
+  limitTo(1000);
   EXPECT_EQ(report()["connections_refused"], 6);
   EXPECT_EQ(report()["connections"].size(), crowd_.size() + 1);
   EXPECT_NE(server_.output().find("there are no file descriptors left"), std::string::npos) << server_.output();
@@ -92,7 +85,7 @@ TEST_F(Descriptors, OthersAreKeptAgainWhenSomeHaveGone) {
 
 // There is not even the reserve.
 TEST_F(Descriptors, NothingSpinsWhileNobodyCanBeAcceptedAtAll) {
-  ASSERT_NO_FATAL_FAILURE(limitTo(3));
+  limitTo(3);
   ServerClient waiting = connectClient();
   const RecordBytes registration = registerRecord("shop", "articles", kAll, 0);
   waiting.send(registration);
@@ -100,7 +93,7 @@ TEST_F(Descriptors, NothingSpinsWhileNobodyCanBeAcceptedAtAll) {
 
   EXPECT_LT(processorTimeDuring(kSpan, server_.pid()).count(), kSpan.count() / 10);
 
-  ASSERT_NO_FATAL_FAILURE(limitTo(1000));
+  limitTo(1000);
   EXPECT_EQ(waiting.receive(), acceptance(registration));
 }
 

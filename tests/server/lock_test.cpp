@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "server/listening_socket.h"
+#include "server/other_user.h"
 #include "server/server_fixture.h"
 #include "support/unique_fd.h"
 #include "system/lock_file.h"
@@ -29,7 +30,7 @@ extern "C" int __wrap_flock(int file, int operation) {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::AnyOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 class Lock : public ServerProgramTest {
@@ -102,6 +103,25 @@ TEST_F(Lock, WhileItIsHeldADeadSocketIsNotTouched) {
   EXPECT_THAT(server.output(), HasSubstr(lockPath() + ": another server is running"));
   EXPECT_TRUE(fs::is_socket(socketPath()));
 }
+
+class LockOfAnotherUser : public Lock, public testing::WithParamInterface<uid_t> {};
+
+TEST_P(LockOfAnotherUser, OwnerIsNamedWhileItIsHeld) {
+  const UniqueFd lock = holdLock();
+  Program beforeIt = startOnSocket();
+  EXPECT_EQ(beforeIt.waitForExit(), 1);
+  EXPECT_THAT(beforeIt.output(), EndsWith(lockPath() + ": another server is running\n"));
+
+  ASSERT_EQ(fchown(lock.get(), GetParam(), GetParam()), 0);
+  Program server = startOnSocket();
+  EXPECT_EQ(server.waitForExit(), 1);
+  const std::string owner = std::to_string(GetParam());
+  EXPECT_THAT(server.output(),
+              EndsWith(lockPath() + ": another server is running, it belongs to user " + owner + "\n"));
+}
+
+INSTANTIATE_TEST_SUITE_P(User, LockOfAnotherUser, testing::ValuesIn(otherUsers()));
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(LockOfAnotherUser);
 
 TEST_F(Lock, IsTakenBeforeTheSocketIsAskedWhetherItAnswers) {
   ListeningSocket other(socketPath());

@@ -50,3 +50,10 @@ std::size_t openDescriptors(pid_t pid) {
   const std::filesystem::directory_iterator files("/proc/" + std::to_string(pid) + "/fd");
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
+
+void limitDescriptors(pid_t pid, rlim_t count) {
+  rlimit limit{};
+  const bool isKnown = prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) == 0;
+  limit.rlim_cur = count;
+  if (!isKnown || prlimit(pid, RLIMIT_NOFILE, &limit, nullptr) != 0) throw std::runtime_error("no limit can be set");
+}

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -18,3 +19,6 @@ std::chrono::milliseconds processorTime(pid_t pid);
 std::chrono::milliseconds processorTimeDuring(std::chrono::milliseconds span, pid_t pid);
 
 std::size_t openDescriptors(pid_t pid);
+
+// From now on it gets none from this number on; those that it has stay.
+void limitDescriptors(pid_t pid, rlim_t count);

@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <iterator>
+#include <regex>
 
+#include "server/process_state.h"
 #include "server/server_fixture.h"
 #include "support/child_program.h"
 
@@ -229,6 +232,26 @@ TEST_F(ResyncAuto, NobodyIsToldWhenAYoungProcessConnects) {
 
 TEST_F(ResyncAuto, ProcessWhoseConnectionWasCutCountsAsOld) {
   connectAndAwaitResync([this] { EXPECT_EQ(run(IsCutAndTold, path()), exited(0)); });
+}
+
+// Whoever waited meanwhile, and what it had registered, was not known to the passes by which changes were fanned out.
+TEST_F(ResyncAuto, EverybodyIsToldAfterAPauseInWhichNobodyCouldBeAccepted) {
+  ASSERT_EQ(run(Announces, path()), exited(0));
+  const Resyncs now = resyncs();
+  ASSERT_LE(now.done, now.scheduled) << "who comes is young, and no reason";
+  connectAndAwaitResync([this] {
+    const auto complaints = [this] {
+      const std::string output = server_.output();
+      const std::regex complaint("can't accept connections: ");
+      return std::distance(std::sregex_iterator(output.begin(), output.end(), complaint), std::sregex_iterator());
+    };
+    const auto before = complaints();
+    limitDescriptors(server_.pid(), 3);
+    ChildProgram caller(Announces, path());
+    EXPECT_TRUE(waitUntil([&] { return complaints() > before; }));
+    limitDescriptors(server_.pid(), 1000);
+    EXPECT_EQ(caller.wait(), exited(0));
+  });
 }
 
 class ResyncRefused : public ResyncAuto {

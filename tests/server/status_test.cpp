@@ -325,6 +325,19 @@ TEST_F(LongStatus, ReaderThatGoesAwayMakesRoom) {
   EXPECT_TRUE(waitUntil([&] { return !ServerClient(statusPath()).receiveAll().empty(); }));
 }
 
+TEST_F(LongStatus, ReadersThatNeverReadAreEndedAndOthersServedAgain) {
+  constexpr std::chrono::seconds kServersPatience{10};
+  const auto begin = std::chrono::steady_clock::now();
+  openReaders(kMostReaders);
+  ASSERT_THAT(ServerClient(statusPath()).receiveAll(), IsEmpty());
+  std::string answer;
+  EXPECT_TRUE(waitUntil([&] { return !(answer = ServerClient(statusPath()).receiveAll()).empty(); }));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, kServersPatience);
+  EXPECT_EQ(json::parse(answer).at("connections").size(), static_cast<std::size_t>(kClients));
+  for (ServerClient &reader : readers_)
+    EXPECT_LT(1 + reader.receiveAll().size(), answer.size()) << "it has its beginning alone, and its end";
+}
+
 // --- the operators' page ---------------------------------------------------------------------------------------------
 
 TEST_F(Status, KeysAreThoseOfTheOperatorsPage) {

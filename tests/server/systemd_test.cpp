@@ -1,14 +1,10 @@
-// The server as a service of systemd: a socket that is handed over, and what the service's manager is told. The
-// manager's part is played by the test.
+// A socket that systemd hands over to the server. Its part is played by the test.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-
-#include <fstream>
 
 #include "server/listening_socket.h"
 #include "server/server_fixture.h"
@@ -17,11 +13,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using testing::Each;
 using testing::HasSubstr;
-using testing::IsEmpty;
-
-// --- the socket ------------------------------------------------------------------------------------------------------
 
 class PassedSocket : public ServerProgramTest {
  protected:
@@ -138,139 +130,6 @@ TEST_F(PassedSocket, OneOfTheNetworkIsRefused) {
   ASSERT_EQ(listen(network.get(), 1), 0);
   const UniqueFd passed = inheritable(network.get());
   expectRefusal(startWith(passed.get()));
-}
-
-// --- what the manager is told ----------------------------------------------------------------------------------------
-
-class Manager {
- public:
-  // A name that begins with '@' is abstract.
-  explicit Manager(const std::string &name) : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    name.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (name[0] == '@') address.sun_path[0] = '\0';
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-    EXPECT_EQ(bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), size), 0);
-  }
-
-  // The next that it is told; empty if that does not come in time.
-  std::string receive(std::chrono::milliseconds patience = kPatience) const {
-    pollfd readable{socket_.get(), POLLIN, 0};
-    if (poll(&readable, 1, static_cast<int>(patience.count())) != 1) return "";
-    std::string text(1000, '\0');
-    const ssize_t size = recv(socket_.get(), text.data(), text.size(), 0);
-    text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-    return text;
-  }
-
-  std::vector<std::string> receiveWhatIsThere() const {
-    std::vector<std::string> texts;
-    for (std::string text; !(text = receive(std::chrono::milliseconds(0))).empty();)
-      texts.push_back(text);
-    return texts;
-  }
-
- private:
-  UniqueFd socket_;
-};
-
-class Notification : public ServerProgramTest, public testing::WithParamInterface<bool> {
- protected:
-  std::string name() const { return (GetParam() ? "@" : "") + std::string(folder() / "notify"); }
-
-  Program startUnderManager(const std::vector<std::string> &environment = {}) {
-    std::vector<std::string> launcher{"/usr/bin/env", "-u",           "WATCHDOG_USEC",
-                                      "-u",           "WATCHDOG_PID", "NOTIFY_SOCKET=" + name()};
-    launcher.insert(launcher.end(), environment.begin(), environment.end());
-    return startOnSocketThrough(launcher);
-  }
-
-  // Two looks of the server at the time, the second of which makes a line of the first one's kind.
-  void waitForTicks(Program &server) const {
-    for (int i = 0; i < 2; ++i) {
-      fs::remove(socketPath());
-      EXPECT_TRUE(waitUntil([&] { return fs::is_socket(socketPath()); })) << server.output();
-    }
-  }
-
-  Manager manager_{name()};
-};
-
-TEST_P(Notification, SaysWhenTheServerServesAndWhenItEnds) {
-  Program server = startUnderManager();
-  ASSERT_EQ(manager_.receive(), "READY=1");
-  ServerClient(socketPath()).registerFor("d", "t", 1);
-  waitForTicks(server);
-  EXPECT_THAT(manager_.receiveWhatIsThere(), IsEmpty()) << "nobody has asked for signs of life";
-  server.signal(SIGTERM);
-  EXPECT_EQ(manager_.receive(), "STOPPING=1");
-  EXPECT_EQ(server.waitForExit(), 0);
-}
-
-TEST_P(Notification, IsOfItsEndWhileItStillHandsOverWhatIsQueued) {
-  Program server = startUnderManager();
-  ASSERT_EQ(manager_.receive(), "READY=1");
-  ServerClient sleeper(socketPath());
-  sleeper.registerFor("d", "t", 1);
-  ServerClient writer(socketPath());
-  const Bytes changes = concatenated(std::vector(5000, changeRecord("d", "t", 1, 7)));
-  writer.sendBytes(changes.data(), changes.size());
-  const auto begin = std::chrono::steady_clock::now();
-  server.signal(SIGTERM);
-  EXPECT_EQ(manager_.receive(), "STOPPING=1");
-  EXPECT_EQ(server.waitForExit(), 0);
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
-}
-
-TEST_P(Notification, IsNotOfAServerThatCannotServe) {
-  std::ofstream(socketPath()) << "precious";
-  EXPECT_EQ(startUnderManager().waitForExit(), 1);
-  EXPECT_THAT(manager_.receiveWhatIsThere(), IsEmpty());
-}
-
-TEST_P(Notification, IsASignOfLifeNowAndThenIfAskedFor) {
-  Program server = startUnderManager({"WATCHDOG_USEC=3000000"});
-  ASSERT_EQ(manager_.receive(), "READY=1");
-  for (int i = 0; i < 4; ++i)
-    EXPECT_EQ(manager_.receive(), "WATCHDOG=1");
-}
-
-TEST_P(Notification, IsNoSignOfLifeIfAnotherProcessIsAskedForIt) {
-  Program server = startUnderManager({"WATCHDOG_USEC=3000000", "WATCHDOG_PID=1"});
-  ASSERT_EQ(manager_.receive(), "READY=1");
-  waitForTicks(server);
-  EXPECT_THAT(manager_.receiveWhatIsThere(), IsEmpty());
-}
-
-TEST_P(Notification, IsNoSignOfLifeWhileTheServerStandsStill) {
-  Program server = startUnderManager({"WATCHDOG_USEC=3000000"});
-  ASSERT_EQ(manager_.receive(), "READY=1");
-  ASSERT_EQ(manager_.receive(), "WATCHDOG=1");
-  server.signal(SIGSTOP);
-  ASSERT_TRUE(waitUntil([&] { return manager_.receive(std::chrono::seconds(2)).empty(); }));
-  server.signal(SIGCONT);
-  EXPECT_EQ(manager_.receive(), "WATCHDOG=1");
-}
-
-INSTANTIATE_TEST_SUITE_P(Path, Notification, testing::Values(false));
-INSTANTIATE_TEST_SUITE_P(AbstractName, Notification, testing::Values(true));
-
-TEST_F(ServerProgramTest, ManagerThatDoesNotReadHoldsNobodyUp) {
-  const Manager manager(folder() / "notify");
-  const UniqueFd filler(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  (folder() / "notify").string().copy(address.sun_path, sizeof address.sun_path - 1);
-  while (sendto(filler.get(), "x", 1, 0, reinterpret_cast<const sockaddr *>(&address), sizeof address) >= 0)
-    continue;
-  Program server = startOnSocketThrough(
-      {"/usr/bin/env", "NOTIFY_SOCKET=" + (folder() / "notify").string(), "WATCHDOG_USEC=1000000"});
-  waitUntilListening(server);
-  ServerClient(socketPath()).registerFor("d", "t", 1);
-  server.signal(SIGTERM);
-  EXPECT_EQ(server.waitForExit(), 0);
-  EXPECT_THAT(manager.receiveWhatIsThere(), Each("x"));
 }
 
 }  // namespace
