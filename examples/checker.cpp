@@ -1,5 +1,5 @@
 // Judges what a watcher printed and what the database holds by the journal of the loader: both must be exactly what was
-// written, line by line.
+// written, line by line, but for the notification server's reminders.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +21,20 @@ Lines readLines(const std::string &path) {
   for (std::string line; std::getline(file, line);) {
     lines.push_back(line);
   }
+  return lines;
+}
+
+// A notification server that has come up lately reminds everybody that changes may have been missed: of a single
+// action, with row id 0, as no writer of ours announces it.
+bool isReminder(const std::string &line) {
+  const auto endsWith = [&line](const std::string &end) {
+    return line.size() >= end.size() && line.compare(line.size() - end.size(), end.size(), end) == 0;
+  };
+  return endsWith(" insert 0") || endsWith(" update 0") || endsWith(" delete 0");
+}
+
+Lines withoutReminders(Lines lines) {
+  lines.erase(std::remove_if(lines.begin(), lines.end(), isReminder), lines.end());
   return lines;
 }
 
@@ -71,7 +85,8 @@ int main(int argc, char **argv) try {
     return 2;
   }
   const std::string journal = argv[3];
-  const bool changesMatch = judge("changes heard", readLines(journal + "/changes"), readLines(argv[4]));
+  const bool changesMatch =
+      judge("changes heard", readLines(journal + "/changes"), withoutReminders(readLines(argv[4])));
   const bool rowsMatch =
       judge("rows in the database", readLines(journal + "/rows"), readRows(openDatabase(argv[1], argv[2])));
   return changesMatch && rowsMatch ? EXIT_SUCCESS : EXIT_FAILURE;

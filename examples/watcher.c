@@ -39,7 +39,8 @@ static void print_change(const char *db, const char *table, _orv_db_action_t act
 static void print_last_change(const char *db, const char *table, _orv_db_action_t action, unsigned long long row_id,
                               void *user_data) {
   print_change(db, table, action, row_id, user_data);
-  sem_post(&finished);
+  /* A single action with row id 0 is the notification server's reminder that something may have been missed. */
+  if (action == ORV_DB_ACTION_ALL) sem_post(&finished);
 }
 
 static void finish_on_signal(int signal_number) {

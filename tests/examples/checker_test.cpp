@@ -9,7 +9,8 @@ using Lines = std::vector<std::string>;
 
 class Checker : public DemoTest {
  protected:
-  Checker() { load(writeSmallUsbIds()); }
+  // Without reminders, so that every line of the log counts.
+  Checker() : DemoTest({"--resync=never"}) { load(writeSmallUsbIds()); }
 
   // The true log passes, and each changed one fails: at its beginning, in the middle and at its end.
   void expectFailure(const std::function<void(Lines &, std::size_t)> &change) {
@@ -39,6 +40,17 @@ class Checker : public DemoTest {
 };
 
 auto at(Lines &lines, std::size_t position) { return lines.begin() + static_cast<Lines::difference_type>(position); }
+
+// Of a server that has come up lately; they may come at any moment.
+TEST_F(Checker, LogWithTheServersRemindersPasses) {
+  Lines heard = log();
+  for (const std::size_t position : {std::size_t{1}, heard.size() / 2, heard.size()}) {
+    for (const char *reminder : {"vendors insert 0", "devices update 0", "load_finished delete 0"})
+      heard.insert(at(heard, position), reminder);
+  }
+  replaceLog(heard);
+  EXPECT_TRUE(check()) << verdict();
+}
 
 TEST_F(Checker, LogWithALineRemovedFails) {
   expectFailure([](Lines &lines, std::size_t position) { lines.erase(at(lines, position)); });

@@ -34,12 +34,15 @@ void waitForOutput(Program &program, const std::string &text) {
 
 }  // namespace
 
-DemoTest::DemoTest() : folder_(makeFolder()) {}
+DemoTest::DemoTest(std::vector<std::string> serverOptions)
+    : folder_(makeFolder()), serverOptions_(std::move(serverOptions)) {}
 
 DemoTest::~DemoTest() { std::filesystem::remove_all(folder_); }
 
 Program DemoTest::startServer() {
-  Program server({ORVDB_SERVER_PROGRAM}, folder_ / "server.log");
+  std::vector<std::string> command{ORVDB_SERVER_PROGRAM};
+  command.insert(command.end(), serverOptions_.begin(), serverOptions_.end());
+  Program server(command, folder_ / "server.log");
   waitForOutput(server, "listening on");
   return server;
 }

@@ -10,7 +10,7 @@
 
 class DemoTest : public DatabaseTest {
  public:
-  DemoTest();
+  explicit DemoTest(std::vector<std::string> serverOptions = {});
   ~DemoTest() override;
 
  protected:
@@ -32,4 +32,5 @@ class DemoTest : public DatabaseTest {
 
  private:
   std::filesystem::path folder_;
+  const std::vector<std::string> serverOptions_;
 };

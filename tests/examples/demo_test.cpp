@@ -22,7 +22,7 @@ TEST_F(Demo, WatcherHearsAndDatabaseHoldsExactlyWhatTheLoaderWrote) {
   EXPECT_GE(countOf("vendors all 0"), 15000 / 500);
   EXPECT_GE(countOf("devices delete 18446744073709551615"), 15000 / 60);
   EXPECT_EQ(countOf("devices update 40"), 1);
-  EXPECT_EQ(log().back(), "load_finished all 0");
+  EXPECT_EQ(countOf("load_finished all 0"), 1);
 }
 
 TEST_F(Demo, TextBeyondTheBasicPlaneIsStoredAsItIs) {
