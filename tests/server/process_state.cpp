@@ -23,6 +23,10 @@ std::istringstream readStat(pid_t pid) {
 
 }  // namespace
 
+void waitForRest(pid_t pid) {
+  if (!waitUntil([pid] { return readStat(pid).get() == 'S'; })) throw std::runtime_error("a process does not rest");
+}
+
 void stopProcess(pid_t pid) {
   kill(pid, SIGSTOP);
   if (!waitUntil([pid] { return readStat(pid).get() == 'T'; })) throw std::runtime_error("a process does not stop");

@@ -8,6 +8,9 @@
 #include <chrono>
 #include <cstddef>
 
+// Returns when the process has nothing to do.
+void waitForRest(pid_t pid);
+
 // Returns when the process has stopped: whatever is written to it from then on is there all at once when it goes on.
 void stopProcess(pid_t pid);
 inline void resumeProcess(pid_t pid) { kill(pid, SIGCONT); }

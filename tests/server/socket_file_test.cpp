@@ -9,6 +9,7 @@
 
 #include "server/listening_socket.h"
 #include "server/other_user.h"
+#include "server/process_state.h"
 #include "server/server_fixture.h"
 #include "system/socket_file.h"
 
@@ -260,14 +261,15 @@ TEST_F(SocketFileOfARunningServer, IsBoundAgainEveryTime) {
   EXPECT_FALSE(fs::exists(socketPath()));
 }
 
-// The server finds its file gone before it looks at who waits.
+// The server finds its file gone before it looks at who waits: its timer is ready before its socket is.
 TEST_F(SocketFileOfARunningServer, WhoeverWaitsOnTheOldOneIsServed) {
-  server_.signal(SIGSTOP);
+  waitForRest(server_.pid());
+  stopProcess(server_.pid());
   std::this_thread::sleep_for(2 * kLookPause);
   ServerClient late = connectClient();
   late.send(registerRecord("d", "t", 1, 0));
   fs::remove(socketPath());
-  server_.signal(SIGCONT);
+  resumeProcess(server_.pid());
   EXPECT_EQ(late.receive(), acceptance(registerRecord("d", "t", 1, 0)));
   ASSERT_TRUE(waitUntil([&] { return hasLogged("had vanished"); }));
   expectToHear(late, writer_, 1);
