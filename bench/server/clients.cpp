@@ -98,10 +98,10 @@ std::string Client::readAll() {
   return all;
 }
 
-Readers::Readers(const std::string &socketPath, std::size_t count) {
+Readers::Readers(const std::string &socketPath, std::size_t count, std::size_t readSize) {
   for (std::size_t i = 0; i < count; ++i)
     m_clients.emplace_back(socketPath).registerKey("t");
-  m_thread = std::thread([this] { read(); });
+  m_thread = std::thread([this, readSize] { read(readSize); });
 }
 
 Readers::~Readers() {
@@ -109,7 +109,7 @@ Readers::~Readers() {
   m_thread.join();
 }
 
-void Readers::read() {
+void Readers::read(std::size_t readSize) {
   const int poll = epoll_create1(EPOLL_CLOEXEC);
   std::vector<std::size_t> parts(m_clients.size());
   for (std::size_t i = 0; i < m_clients.size(); ++i) {
@@ -118,12 +118,12 @@ void Readers::read() {
     epoll_ctl(poll, EPOLL_CTL_ADD, m_clients[i].descriptor(), &event);
   }
   std::array<epoll_event, 256> ready;
-  static std::array<char, 256 * 1024> buffer;
+  static std::array<char, kReadSize> buffer;
   while (!m_isDone) {
     const int count = epoll_wait(poll, ready.data(), static_cast<int>(ready.size()), 10);
     for (int i = 0; i < count; ++i) {
       const std::size_t reader = ready[static_cast<std::size_t>(i)].data.u64;
-      const ssize_t size = recv(m_clients[reader].descriptor(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+      const ssize_t size = recv(m_clients[reader].descriptor(), buffer.data(), readSize, MSG_DONTWAIT);
       if (size <= 0) continue;
       const std::size_t bytes = parts[reader] + static_cast<std::size_t>(size);
       m_delivered += bytes / kRecordSize;

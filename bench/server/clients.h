@@ -42,7 +42,8 @@ class Client {
 // Readers of the table "t". Their thread counts what they get; the row id of a change is the time when it was written.
 class Readers {
  public:
-  Readers(const std::string &socketPath, std::size_t count);
+  // Each of them reads so many bytes at a time.
+  Readers(const std::string &socketPath, std::size_t count, std::size_t readSize = kReadSize);
   Readers(const Readers &) = delete;
   Readers &operator=(const Readers &) = delete;
   ~Readers();
@@ -50,8 +51,10 @@ class Readers {
   std::size_t size() const { return m_clients.size(); }
   std::uint64_t delivered() const { return m_delivered; }
 
+  static constexpr std::size_t kReadSize = 256UL * 1024;
+
  private:
-  void read();
+  void read(std::size_t readSize);
 
   std::vector<Client> m_clients;
   std::atomic<std::uint64_t> m_delivered{0};

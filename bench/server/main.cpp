@@ -16,11 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Load {
-  std::size_t readers;
-  std::size_t changes;
-};
-constexpr Load kLoads[] = {{1, 100'000}, {10, 50'000}, {100, 10'000}, {1000, 1'000}};
+constexpr std::size_t kRecord = sizeof(_ORV_DB_MESSAGE);  // as the library reads
+constexpr std::size_t kAll = Readers::kReadSize;
+constexpr Load kLoads[] = {{1, 100'000, kAll},  {10, 50'000, kAll},    {100, 10'000, kAll},
+                           {1000, 1'000, kAll}, {10, 20'000, kRecord}, {100, 2'000, kRecord}};
 constexpr int kLatencyChanges = 500;
 constexpr std::size_t kManyKeys = 100'000;
 
@@ -89,10 +88,9 @@ void compare(const std::string &folder, int rounds) {
   printRow("latency, 99th percentile, us",
            {median(p99[&servers[0]]), median(p99[&servers[1]]), median(p99[&servers[2]])});
   for (const Load &load : kLoads) {
-    printRow(std::to_string(load.readers) + " readers, deliveries/s",
-             inTurn(servers, rounds, [&](const ServerProcess &server) {
-               return measureDeliveries(server, load.readers, load.changes);
-             }));
+    const std::string what = std::to_string(load.readers) + (load.readSize == kRecord ? " one by one" : " readers");
+    printRow(what + ", deliveries/s",
+             inTurn(servers, rounds, [&load](const ServerProcess &server) { return measureDeliveries(server, load); }));
   }
   std::printf("\ncollapsed changes of orvdb_server up to here: %ld\n", servers[0].reported("collapsed"));
 }
@@ -126,8 +124,8 @@ void measureIndependence(const std::string &folder, int rounds) {
   std::vector<double> with;
   std::vector<double> without;
   for (int round = 0; round < rounds; ++round) {
-    without.push_back(measureDeliveries(alone, 10, 50'000));
-    with.push_back(measureDeliveries(crowded, 10, 50'000));
+    without.push_back(measureDeliveries(alone, {10, 50'000, kAll}));
+    with.push_back(measureDeliveries(crowded, {10, 50'000, kAll}));
   }
   std::printf(
       "\n10 readers beside 1,000 connections with 100,000 other keys: %.0f deliveries/s, alone %.0f, ratio %.2f\n",

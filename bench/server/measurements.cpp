@@ -55,8 +55,9 @@ Latency measureLatency(const ServerProcess &server, int changes) {
   return {all[all.size() / 2], all[all.size() * 99 / 100], all.back()};
 }
 
-double measureDeliveries(const ServerProcess &server, std::size_t readerCount, std::size_t changes) {
-  const Readers readers(server.socket(), readerCount);
+double measureDeliveries(const ServerProcess &server, const Load &load) {
+  const auto [readerCount, changes, readSize] = load;
+  const Readers readers(server.socket(), readerCount, readSize);
   std::vector<Client> writers = connectWriters(server);
   const std::size_t block = std::min(kOnTheWay, kOnTheWayToAll / readerCount) / 2;
   const auto begin = Clock::now();
