@@ -20,7 +20,8 @@ class ByteQueue {
     if (m_begin == m_bytes.size()) {
       clear();
     } else if (m_begin > m_bytes.size() / 2) {
-      std::string(m_bytes, m_begin).swap(m_bytes);
+      m_bytes.erase(0, m_begin);
+      m_bytes.shrink_to_fit();
       m_begin = 0;
     }
   }
@@ -28,11 +29,8 @@ class ByteQueue {
   // No more than a little memory is kept.
   void clear() {
     m_begin = 0;
-    if (m_bytes.capacity() > kKeptCapacity) {
-      std::string().swap(m_bytes);  // an assignment would keep it
-    } else {
-      m_bytes.clear();
-    }
+    m_bytes.clear();
+    if (m_bytes.capacity() > kKeptCapacity) m_bytes.shrink_to_fit();
   }
 
  private:

@@ -355,22 +355,23 @@ void Hub::end(Connection &connection) {
 }
 
 void Hub::closeEnded() {
-  for (std::size_t i = 0; i < m_ended.size(); ++i) {  // what one still has to say may end another
-    const ConnectionId id = m_ended[i];
+  while (!m_ended.empty()) {
+    const ConnectionId id = m_ended.back();
+    m_ended.pop_back();
     const auto found = m_connections.find(id);
     Connection &connection = *found->second;
+    // What it still has to say may make room and end others, so it comes before the books are closed.
+    if (!connection.isOutOfStep) hearOut(connection);
     m_greedy.erase(id);
     const auto ofUid = m_connectionsOfUid.find(connection.peer().uid);
     if (--ofUid->second == 0) m_connectionsOfUid.erase(ofUid);
     m_queuedBytes -= connection.outbox().changeBytes();
     m_closedInterests += connection.interests().size();
-    if (!connection.isOutOfStep) hearOut(connection);
     m_poll.remove(connection.descriptor());
     connection.close();
     m_closed.push_back(std::move(found->second));
     m_connections.erase(found);
   }
-  m_ended.clear();
 }
 
 void Hub::dropInterestsOfClosed() {
