@@ -11,12 +11,6 @@ namespace {
 // Tens of thousands of statements, with a sanitizer on a busy machine.
 constexpr std::chrono::seconds kLoaderPatience{110};
 
-std::filesystem::path makeFolder() {
-  std::string name = std::filesystem::temp_directory_path() / "orvdb-demo-test.XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
-  return name;
-}
-
 // Where script/mariadb has written down how the server is reached.
 std::string connectionFile() {
   const char *path = std::getenv("ORVDB_TEST_MARIADB");
@@ -34,21 +28,18 @@ void waitForOutput(Program &program, const std::string &text) {
 
 }  // namespace
 
-DemoTest::DemoTest(std::vector<std::string> serverOptions)
-    : folder_(makeFolder()), serverOptions_(std::move(serverOptions)) {}
-
-DemoTest::~DemoTest() { std::filesystem::remove_all(folder_); }
+DemoTest::DemoTest(std::vector<std::string> serverOptions) : serverOptions_(std::move(serverOptions)) {}
 
 Program DemoTest::startServer() {
   std::vector<std::string> command{ORVDB_SERVER_PROGRAM};
   command.insert(command.end(), serverOptions_.begin(), serverOptions_.end());
-  Program server(command, folder_ / "server.log");
+  Program server(command, folder() / "server.log");
   waitForOutput(server, "listening on");
   return server;
 }
 
 Program DemoTest::startWatcher() {
-  Program watcher({ORVDB_WATCHER_PROGRAM, db()}, folder_ / "heard");
+  Program watcher({ORVDB_WATCHER_PROGRAM, db()}, folder() / "heard");
   waitForOutput(watcher, "\n");
   return watcher;
 }
@@ -56,27 +47,27 @@ Program DemoTest::startWatcher() {
 void DemoTest::load(const std::filesystem::path &usbIds) {
   const Program server = startServer();
   Program watcher = startWatcher();
-  Program loader({ORVDB_LOADER_PROGRAM, connectionFile(), db(), usbIds, folder_}, folder_ / "report");
+  Program loader({ORVDB_LOADER_PROGRAM, connectionFile(), db(), usbIds, folder()}, folder() / "report");
   ASSERT_EQ(loader.waitForExit(kLoaderPatience), 0) << loader.output();
   ASSERT_EQ(watcher.waitForExit(), 0) << watcher.output();
 }
 
 std::filesystem::path DemoTest::writeSmallUsbIds() const {
-  std::ofstream file(folder_ / "usb.ids");
+  std::ofstream file(folder() / "usb.ids");
   for (int vendor = 0x1000; vendor < 0x1064; ++vendor) {
     file << std::hex << vendor << "  Vendor " << vendor << '\n';
     file << "\t0001  First device of " << vendor << "\n\t0002  Second device\n";
   }
-  return folder_ / "usb.ids";
+  return folder() / "usb.ids";
 }
 
 bool DemoTest::check() {
-  Program checker({ORVDB_CHECKER_PROGRAM, connectionFile(), db(), folder_, folder_ / "heard"}, folder_ / "verdict");
+  Program checker({ORVDB_CHECKER_PROGRAM, connectionFile(), db(), folder(), folder() / "heard"}, folder() / "verdict");
   return checker.waitForExit() == 0;
 }
 
 std::vector<std::string> DemoTest::log() const {
-  std::ifstream file(folder_ / "heard");
+  std::ifstream file(folder() / "heard");
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) {
     lines.push_back(line);
@@ -85,7 +76,7 @@ std::vector<std::string> DemoTest::log() const {
 }
 
 void DemoTest::replaceLog(const std::vector<std::string> &lines) const {
-  std::ofstream file(folder_ / "heard");
+  std::ofstream file(folder() / "heard");
   for (const std::string &line : lines) {
     file << line << '\n';
   }

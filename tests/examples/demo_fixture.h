@@ -7,11 +7,11 @@
 
 #include "support/database.h"
 #include "support/program.h"
+#include "support/temporary_folder.h"
 
 class DemoTest : public DatabaseTest {
  public:
   explicit DemoTest(std::vector<std::string> serverOptions = {});
-  ~DemoTest() override;
 
  protected:
   Program startServer();
@@ -25,12 +25,14 @@ class DemoTest : public DatabaseTest {
 
   // Whether the checker finds that log and database are what was written. What it says goes to verdict().
   bool check();
-  std::string verdict() const { return readFile(folder_ / "verdict"); }
+  std::string verdict() const { return readFile(folder() / "verdict"); }
 
   std::vector<std::string> log() const;
   void replaceLog(const std::vector<std::string> &lines) const;
 
  private:
-  std::filesystem::path folder_;
+  const std::filesystem::path &folder() const { return folder_.path(); }
+
+  const TemporaryFolder folder_;
   const std::vector<std::string> serverOptions_;
 };

@@ -15,12 +15,6 @@ namespace {
 // Tens of thousands of rows are never needed: a writer that pauses leaves time to the readers and the database.
 constexpr char kPauseMicroseconds[] = "3000";
 
-std::filesystem::path makeFolder() {
-  std::string name = std::filesystem::temp_directory_path() / "orvdb-restart-test.XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
-  return name;
-}
-
 }  // namespace
 
 int countFromEnvironment(const char *name, int otherwise) {
@@ -37,7 +31,7 @@ void waitForOutput(Program &program, const std::string &text) {
   if (!printed) throw std::runtime_error("not printed: " + text);
 }
 
-RestartTest::RestartTest() : folder_(makeFolder()) {
+RestartTest::RestartTest() {
   const auto seed = std::random_device{}();
   std::cout << "random seed " << seed << std::endl;
   random_.seed(seed);
@@ -45,8 +39,6 @@ RestartTest::RestartTest() : folder_(makeFolder()) {
   admin().query("INSERT INTO scores (team, score) SELECT seq % " + std::to_string(kTeams) + ", seq FROM seq_1_to_" +
                 std::to_string(kPlayers));
 }
-
-RestartTest::~RestartTest() { std::filesystem::remove_all(folder_); }
 
 Program RestartTest::launch(const std::string &program, const std::vector<std::string> &arguments) {
   std::vector<std::string> command{program};

@@ -14,6 +14,7 @@
 #include "support/database.h"
 #include "support/program.h"
 #include "support/server_status.h"
+#include "support/temporary_folder.h"
 
 // A number from the environment, by which script/restart-test asks for more than ctest does.
 int countFromEnvironment(const char *name, int otherwise);
@@ -21,7 +22,6 @@ int countFromEnvironment(const char *name, int otherwise);
 class RestartTest : public DatabaseTest {
  public:
   RestartTest();
-  ~RestartTest() override;
 
  protected:
   struct Reader {
@@ -61,16 +61,21 @@ class RestartTest : public DatabaseTest {
   Program launch(const std::string &program, const std::vector<std::string> &arguments);
   std::chrono::milliseconds between(int least, int most);
 
+ private:
+  // Before the programs that write there.
+  const TemporaryFolder folder_;
+
+ protected:
   std::list<Reader> readers_;
   std::list<Writer> writers_;
   std::mt19937 random_;
 
  private:
-  std::filesystem::path statusPath() const { return folder_ / "status.sock"; }
-  std::filesystem::path nextFile(const std::string &name) { return folder_ / (name + std::to_string(++files_)); }
+  const std::filesystem::path &folder() const { return folder_.path(); }
+  std::filesystem::path statusPath() const { return folder() / "status.sock"; }
+  std::filesystem::path nextFile(const std::string &name) { return folder() / (name + std::to_string(++files_)); }
   std::string table();
 
-  const std::filesystem::path folder_;
   int files_ = 0;
   std::optional<Program> server_;
   NotifyTimes notifyTimes_;

@@ -4,20 +4,6 @@
 
 #include <stdexcept>
 
-namespace {
-
-std::filesystem::path makeFolder() {
-  std::string name = std::filesystem::temp_directory_path() / "orvdb-server-test.XXXXXX";
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
-  return name;
-}
-
-}  // namespace
-
-ServerProgramTest::ServerProgramTest() : folder_(makeFolder()) {}
-
-ServerProgramTest::~ServerProgramTest() { std::filesystem::remove_all(folder_); }
-
 Program ServerProgramTest::start(const std::vector<std::string> &arguments) { return startThrough({}, arguments); }
 
 Program ServerProgramTest::startOnSocket(const std::vector<std::string> &more) {
@@ -29,7 +15,7 @@ Program ServerProgramTest::startThrough(const std::vector<std::string> &launcher
   std::vector<std::string> command = launcher;
   command.emplace_back(ORVDB_SERVER_PROGRAM);
   command.insert(command.end(), arguments.begin(), arguments.end());
-  return {command, folder_ / ("output." + std::to_string(++started_))};
+  return {command, folder() / ("output." + std::to_string(++started_))};
 }
 
 Program ServerProgramTest::startOnSocketThrough(const std::vector<std::string> &launcher,

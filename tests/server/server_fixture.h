@@ -10,14 +10,11 @@
 
 #include "server/server_client.h"
 #include "support/program.h"
+#include "support/temporary_folder.h"
 #include "support/wait.h"
 
 // Starts the program; its folder is removed at the end.
 class ServerProgramTest : public testing::Test {
- public:
-  ServerProgramTest();
-  ~ServerProgramTest() override;
-
  protected:
   Program start(const std::vector<std::string> &arguments);
   Program startOnSocket(const std::vector<std::string> &more = {});
@@ -28,14 +25,14 @@ class ServerProgramTest : public testing::Test {
   // By what the server logs to standard error.
   static void waitUntilListening(Program &server);
 
-  const std::filesystem::path &folder() const { return folder_; }
-  std::string socketPath() const { return folder_ / "server.sock"; }
-  std::string statusPath() const { return folder_ / "status.sock"; }
+  const std::filesystem::path &folder() const { return folder_.path(); }
+  std::string socketPath() const { return folder() / "server.sock"; }
+  std::string statusPath() const { return folder() / "status.sock"; }
   // Of a server with a status socket there.
   nlohmann::json report() const;
 
  private:
-  std::filesystem::path folder_;
+  const TemporaryFolder folder_;
   int started_ = 0;
 };
 
