@@ -1,8 +1,8 @@
-// operator new that fails on request.
+// Which allocations fail.
 #include <cstdlib>
-#include <new>
 
 #include "standin/stand_ins.h"
+#include "support/failing_new.h"
 
 namespace {
 
@@ -29,13 +29,7 @@ bool allocationHasFailed() {
   return failed;
 }
 
-void *operator new(std::size_t size) {
+bool allocationFails() noexcept {
   if (loading) countAllocationsWhileLoading();
-  if (untilFailure != kNever && untilFailure-- == 0) throw std::bad_alloc();
-  void *memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
+  return untilFailure != kNever && untilFailure-- == 0;
 }
-
-void operator delete(void *memory) noexcept { std::free(memory); }
-void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
