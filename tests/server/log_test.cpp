@@ -39,32 +39,32 @@ class ServerLog : public ServerProgramTest {
       ServerClient(socketPath()).waitForEnd();
   }
 
+  // Of a server that refuses a call and is ended then.
+  std::vector<std::string> linesLogged(const std::vector<std::string> &launcher) {
+    Program server = startOnSocketThrough(launcher, kRefusing);
+    waitUntilListening(server);
+    callInVain();
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.waitForExit(), 0);
+    return linesOf(server.output());
+  }
+
   static void waitForOutput(Program &server, const std::string &part) {
     ASSERT_TRUE(waitUntil([&] { return server.output().find(part) != std::string::npos; })) << server.output();
   }
 };
 
 TEST_F(ServerLog, LinesNameTheProgramOnStandardError) {
-  Program server = startOnSocketThrough({"/usr/bin/env", "-u", "JOURNAL_STREAM"}, kRefusing);
-  waitUntilListening(server);
-  callInVain();
-  server.signal(SIGTERM);
-  EXPECT_EQ(server.waitForExit(), 0);
-  const std::vector<std::string> lines = linesOf(server.output());
-  ASSERT_EQ(lines.size(), 3U) << server.output();
+  const std::vector<std::string> lines = linesLogged({"/usr/bin/env", "-u", "JOURNAL_STREAM"});
+  ASSERT_EQ(lines.size(), 3U) << ::testing::PrintToString(lines);
   EXPECT_EQ(lines[0], "orvdb_server: listening on " + socketPath());
   EXPECT_THAT(lines[1], StartsWith("orvdb_server: refused process " + std::to_string(getpid()) + " ("));
   EXPECT_EQ(lines[2], "orvdb_server: ended");
 }
 
 TEST_F(ServerLog, LinesBeginWithTheirPriorityUnderSystemd) {
-  Program server = startOnSocketThrough({"/usr/bin/env", "JOURNAL_STREAM=8:1234"}, kRefusing);
-  waitUntilListening(server);
-  callInVain();
-  server.signal(SIGTERM);
-  EXPECT_EQ(server.waitForExit(), 0);
-  const std::vector<std::string> lines = linesOf(server.output());
-  ASSERT_EQ(lines.size(), 3U) << server.output();
+  const std::vector<std::string> lines = linesLogged({"/usr/bin/env", "JOURNAL_STREAM=8:1234"});
+  ASSERT_EQ(lines.size(), 3U) << ::testing::PrintToString(lines);
   EXPECT_EQ(lines[0], "<6>listening on " + socketPath());
   EXPECT_THAT(lines[1], StartsWith("<4>refused process "));
   EXPECT_EQ(lines[2], "<6>ended");
