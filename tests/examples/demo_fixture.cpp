@@ -18,14 +18,6 @@ std::string connectionFile() {
   return path;
 }
 
-void waitForOutput(Program &program, const std::string &text) {
-  const bool printed = waitUntil([&] {
-    if (!program.isRunning()) throw std::runtime_error("a program has ended:\n" + program.output());
-    return program.output().find(text) != std::string::npos;
-  });
-  if (!printed) throw std::runtime_error("not printed: " + text);
-}
-
 }  // namespace
 
 DemoTest::DemoTest(std::vector<std::string> serverOptions) : serverOptions_(std::move(serverOptions)) {}
@@ -34,13 +26,13 @@ Program DemoTest::startServer() {
   std::vector<std::string> command{ORVDB_SERVER_PROGRAM};
   command.insert(command.end(), serverOptions_.begin(), serverOptions_.end());
   Program server(command, folder() / "server.log");
-  waitForOutput(server, "listening on");
+  server.waitForOutput("listening on");
   return server;
 }
 
 Program DemoTest::startWatcher() {
   Program watcher({ORVDB_WATCHER_PROGRAM, db()}, folder() / "heard");
-  waitForOutput(watcher, "\n");
+  watcher.waitForOutput("\n");
   return watcher;
 }
 

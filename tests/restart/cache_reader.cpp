@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <map>
 #include <mutex>
 #include <set>

@@ -3,7 +3,6 @@
 #include <signal.h>
 #include <stdlib.h>
 
-#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -20,15 +19,6 @@ constexpr char kPauseMicroseconds[] = "3000";
 int countFromEnvironment(const char *name, int otherwise) {
   const char *value = std::getenv(name);
   return value != nullptr ? std::stoi(value) : otherwise;
-}
-
-void waitForOutput(Program &program, const std::string &text) {
-  const bool printed = waitUntil([&] {
-    if (program.output().find(text) != std::string::npos) return true;
-    if (!program.isRunning()) throw std::runtime_error("a program has ended:\n" + program.output());
-    return false;
-  });
-  if (!printed) throw std::runtime_error("not printed: " + text);
 }
 
 RestartTest::RestartTest() {
@@ -50,15 +40,14 @@ std::chrono::milliseconds RestartTest::between(int least, int most) {
   return std::chrono::milliseconds(std::uniform_int_distribution(least, most)(random_));
 }
 
-// --- the server
-// -------------------------------------------------------------------------------------------------------
+// --- the server ------------------------------------------------------------------------------------------------------
 
 void RestartTest::startServer(const std::vector<std::string> &options) {
   std::vector<std::string> arguments{"--status", statusPath()};
   arguments.insert(arguments.end(), options.begin(), options.end());
   server_.reset();
   server_.emplace(launch(ORVDB_SERVER_PROGRAM, arguments));
-  waitForOutput(*server_, "listening on");
+  server_->waitForOutput("listening on");
 }
 
 void RestartTest::killServer() {
@@ -66,8 +55,7 @@ void RestartTest::killServer() {
   server_->waitForExit();
 }
 
-// --- readers and writers
-// ----------------------------------------------------------------------------------------------
+// --- readers and writers ---------------------------------------------------------------------------------------------
 
 void RestartTest::startReaders(int count) {
   for (int i = 0; i < count; ++i) {
@@ -88,14 +76,14 @@ void RestartTest::startWriters(int count) {
         {launch(ORVDB_CACHE_WRITER, {std::getenv("ORVDB_TEST_MARIADB"), db(), times, kPauseMicroseconds}), times});
   }
   for (Writer &writer : writers_)
-    waitForOutput(writer.program, "ready");
+    writer.program.waitForOutput("ready");
 }
 
 void RestartTest::idleWriters() {
   for (const Writer &writer : writers_)
     writer.program.signal(SIGUSR1);
   for (Writer &writer : writers_)
-    waitForOutput(writer.program, "idle");
+    writer.program.waitForOutput("idle");
 }
 
 void RestartTest::endWriters() {
@@ -119,8 +107,7 @@ void RestartTest::waitForInserts(long count) {
   if (!waitUntil([&] { return lastRow() >= wanted; })) throw std::runtime_error("the writers do not write");
 }
 
-// --- copies
-// -----------------------------------------------------------------------------------------------------------
+// --- copies ----------------------------------------------------------------------------------------------------------
 
 std::string RestartTest::table() {
   std::string text;

@@ -80,5 +80,3 @@ class RestartTest : public DatabaseTest {
   std::optional<Program> server_;
   NotifyTimes notifyTimes_;
 };
-
-void waitForOutput(Program &program, const std::string &text);

@@ -68,7 +68,8 @@ TEST_F(StoppedReader, WritersFinishMemoryIsBoundedAndItsCopyIsRightInTheEnd) {
   EXPECT_GE(status.number("overflows"), 1U);
   EXPECT_LE(status.number("largest_queue_bytes"), kQueueLimit + sizeof(_ORV_DB_MESSAGE));
   EXPECT_LE(status.number("queued_bytes"), kQueueLimit + sizeof(_ORV_DB_MESSAGE));
-  const std::uint64_t grown = residentKilobytes() - std::min(before, residentKilobytes());
+  const auto after = residentKilobytes();
+  const auto grown = after - std::min(before, after);
   EXPECT_LE(grown, kMostGrowthKilobytes);
   std::cout << "largest queue " << status.number("largest_queue_bytes") << " bytes, the server has grown by " << grown
             << " KiB\n";
@@ -106,11 +107,11 @@ class StoppedServer : public RestartTest {
     std::optional<Program> writer;
     if (isWriterBusy) {
       writer.emplace(launch(ORVDB_ANNOUNCES_ONCE, {db(), "t", "--busy"}));
-      waitForOutput(*writer, "ready");
+      writer->waitForOutput("ready");
     }
     server().signal(SIGSTOP);
     Program reader = launch(ORVDB_HEARS_ONCE, {db(), "t"});
-    waitForOutput(reader, "sent");
+    reader.waitForOutput("sent");
     if (isWriterBusy) {
       writer->signal(SIGUSR1);
     } else {

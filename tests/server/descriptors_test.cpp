@@ -1,4 +1,6 @@
 // What orvdb_server does when the system gives it no more descriptors.
+#include <sys/resource.h>
+
 #include <list>
 
 #include "server/process_state.h"
@@ -102,6 +104,21 @@ TEST_F(Descriptors, NothingSpinsBeyondTheLimit) {
   connectClient().waitForEnd();
   EXPECT_LT(processorTimeDuring(kSpan, server_.pid()).count(), kSpan.count() / 10);
   announceOnRefusedConnection(1);
+}
+
+class DescriptorLimit : public ServerProgramTest {};
+
+TEST_F(DescriptorLimit, SoftLimitIsRaisedToTheHardOne) {
+  rlimit own{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &own), 0);
+  const rlimit lowered{64, own.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &lowered), 0);
+  Program server = startOnSocket();
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &own), 0);
+  rlimit limit{};
+  EXPECT_TRUE(waitUntil([&] {
+    return prlimit(server.pid(), RLIMIT_NOFILE, nullptr, &limit) == 0 && limit.rlim_cur == own.rlim_max;
+  })) << limit.rlim_cur;
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // One server per socket, however many start.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/file.h>
 

@@ -48,10 +48,6 @@ class ServerLog : public ServerProgramTest {
     EXPECT_EQ(server.waitForExit(), 0);
     return linesOf(server.output());
   }
-
-  static void waitForOutput(Program &server, const std::string &part) {
-    ASSERT_TRUE(waitUntil([&] { return server.output().find(part) != std::string::npos; })) << server.output();
-  }
 };
 
 TEST_F(ServerLog, LinesNameTheProgramOnStandardError) {
@@ -142,8 +138,8 @@ TEST_F(ServerLog, KindsDoNotHoldEachOtherBack) {
     only.send(record(9, 0, "d", "t", 1, 1));
     only.waitForEnd();
   }
-  waitForOutput(server, "there are too many connections\n");
-  waitForOutput(server, "it sent something that is no record\n");
+  server.waitForOutput("there are too many connections\n");
+  server.waitForOutput("it sent something that is no record\n");
 }
 
 TEST_F(ServerLog, NamesThatProcessesChooseMakeNoLines) {
@@ -154,7 +150,7 @@ TEST_F(ServerLog, NamesThatProcessesChooseMakeNoLines) {
   prctl(PR_SET_NAME, "a\n<0>b) \x1b\xff");
   callInVain();
   prctl(PR_SET_NAME, name.data());
-  waitForOutput(server, "refused process " + std::to_string(getpid()) + " (a?<0>b) ??, user ");
+  server.waitForOutput("refused process " + std::to_string(getpid()) + " (a?<0>b) ??, user ");
 }
 
 // --- nobody reads it -------------------------------------------------------------------------------------------------

@@ -35,8 +35,7 @@ void registerAndBeTold(ServerClient &client, const std::string &table, std::uint
   expectRecords(client, wholeTable(table, actions));
 }
 
-// --- what young processes do
-// ------------------------------------------------------------------------------------------
+// --- what young processes do -----------------------------------------------------------------------------------------
 
 // Expects to hear of one change, and of nothing before it.
 CHILD_PROGRAM(HearsOneChange) {
@@ -274,8 +273,7 @@ TEST_F(ResyncFewKeys, OldProcessIsToldOfAKeyThatIsOneTooMany) {
   registerAndBeTold(client, "prices", 0x85);
 }
 
-// --- readers that do not read
-// -----------------------------------------------------------------------------------------
+// --- readers that do not read ----------------------------------------------------------------------------------------
 
 class ResyncBlocked : public ResyncAuto {
  protected:
@@ -350,8 +348,7 @@ TEST_F(ResyncBlocked, ReaderWhoseQueueIsCollapsedIsToldOfActionsThatNobodyAnnoun
   EXPECT_EQ(told, kAll);
 }
 
-// --- without choice
-// ---------------------------------------------------------------------------------------------------
+// --- without choice --------------------------------------------------------------------------------------------------
 
 class ResyncAlways : public ResyncAuto {
  protected:

@@ -1,7 +1,5 @@
 #include "server/server_fixture.h"
 
-#include <stdlib.h>
-
 #include <stdexcept>
 
 Program ServerProgramTest::start(const std::vector<std::string> &arguments) { return startThrough({}, arguments); }
@@ -32,12 +30,4 @@ nlohmann::json ServerProgramTest::report() const {
 std::vector<std::string> ServerTest::withStatus(std::vector<std::string> options) const {
   options.push_back("--status=" + statusPath());
   return options;
-}
-
-void ServerProgramTest::waitUntilListening(Program &server) {
-  const bool listening = waitUntil([&] {
-    if (!server.isRunning()) throw std::runtime_error("the server has ended:\n" + server.output());
-    return server.output().find("listening on") != std::string::npos;
-  });
-  if (!listening) throw std::runtime_error("the server does not listen");
 }

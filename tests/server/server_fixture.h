@@ -23,7 +23,7 @@ class ServerProgramTest : public testing::Test {
   Program startOnSocketThrough(const std::vector<std::string> &launcher, const std::vector<std::string> &more = {});
 
   // By what the server logs to standard error.
-  static void waitUntilListening(Program &server);
+  static void waitUntilListening(Program &server) { server.waitForOutput("listening on"); }
 
   const std::filesystem::path &folder() const { return folder_.path(); }
   std::string socketPath() const { return folder() / "server.sock"; }

@@ -4,9 +4,9 @@
 
 #include <fstream>
 
-#include "server/manager.h"
 #include "server/process_state.h"
 #include "server/server_fixture.h"
+#include "server/service_manager.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 using testing::Each;
 using testing::IsEmpty;
 
-class Notification : public ServerProgramTest, public testing::WithParamInterface<bool> {
+class ManagerNotification : public ServerProgramTest, public testing::WithParamInterface<bool> {
  protected:
   std::string name() const { return (GetParam() ? "@" : "") + std::string(folder() / "notify"); }
 
@@ -33,10 +33,10 @@ class Notification : public ServerProgramTest, public testing::WithParamInterfac
     }
   }
 
-  Manager manager_{name()};
+  ServiceManager manager_{name()};
 };
 
-TEST_P(Notification, SaysWhenTheServerServesAndWhenItEnds) {
+TEST_P(ManagerNotification, SaysWhenTheServerServesAndWhenItEnds) {
   Program server = startUnderManager();
   ASSERT_EQ(manager_.receive(), "READY=1");
   ServerClient(socketPath()).registerFor("d", "t", 1);
@@ -47,7 +47,7 @@ TEST_P(Notification, SaysWhenTheServerServesAndWhenItEnds) {
   EXPECT_EQ(server.waitForExit(), 0);
 }
 
-TEST_P(Notification, IsOfItsEndWhileItStillHandsOverWhatIsQueued) {
+TEST_P(ManagerNotification, IsOfItsEndWhileItStillHandsOverWhatIsQueued) {
   Program server = startUnderManager();
   ASSERT_EQ(manager_.receive(), "READY=1");
   ServerClient sleeper(socketPath());
@@ -62,27 +62,27 @@ TEST_P(Notification, IsOfItsEndWhileItStillHandsOverWhatIsQueued) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
 }
 
-TEST_P(Notification, IsNotOfAServerThatCannotServe) {
+TEST_P(ManagerNotification, IsNotOfAServerThatCannotServe) {
   std::ofstream(socketPath()) << "precious";
   EXPECT_EQ(startUnderManager().waitForExit(), 1);
   EXPECT_THAT(manager_.receiveWhatIsThere(), IsEmpty());
 }
 
-TEST_P(Notification, IsASignOfLifeNowAndThenIfAskedFor) {
+TEST_P(ManagerNotification, IsASignOfLifeNowAndThenIfAskedFor) {
   Program server = startUnderManager({"WATCHDOG_USEC=3000000"});
   ASSERT_EQ(manager_.receive(), "READY=1");
   for (int i = 0; i < 4; ++i)
     EXPECT_EQ(manager_.receive(), "WATCHDOG=1");
 }
 
-TEST_P(Notification, IsNoSignOfLifeIfAnotherProcessIsAskedForIt) {
+TEST_P(ManagerNotification, IsNoSignOfLifeIfAnotherProcessIsAskedForIt) {
   Program server = startUnderManager({"WATCHDOG_USEC=3000000", "WATCHDOG_PID=1"});
   ASSERT_EQ(manager_.receive(), "READY=1");
   waitForTicks(server);
   EXPECT_THAT(manager_.receiveWhatIsThere(), IsEmpty());
 }
 
-TEST_P(Notification, IsNoSignOfLifeWhileTheServerStandsStill) {
+TEST_P(ManagerNotification, IsNoSignOfLifeWhileTheServerStandsStill) {
   Program server = startUnderManager({"WATCHDOG_USEC=3000000"});
   ASSERT_EQ(manager_.receive(), "READY=1");
   ASSERT_EQ(manager_.receive(), "WATCHDOG=1");
@@ -92,7 +92,7 @@ TEST_P(Notification, IsNoSignOfLifeWhileTheServerStandsStill) {
   EXPECT_EQ(manager_.receive(), "WATCHDOG=1");
 }
 
-TEST_P(Notification, IsASignOfLifeThoughThereAreNoDescriptorsLeft) {
+TEST_P(ManagerNotification, IsASignOfLifeThoughThereAreNoDescriptorsLeft) {
   Program server = startUnderManager({"WATCHDOG_USEC=3000000"});
   ASSERT_EQ(manager_.receive(), "READY=1");
   ASSERT_EQ(manager_.receive(), "WATCHDOG=1");
@@ -106,7 +106,7 @@ TEST_P(Notification, IsASignOfLifeThoughThereAreNoDescriptorsLeft) {
   waiting.registerFor("d", "t", 1);
 }
 
-TEST_P(Notification, IsRepeatedUntilTheManagerHasRoomForIt) {
+TEST_P(ManagerNotification, IsRepeatedUntilTheManagerHasRoomForIt) {
   const int filled = manager_.fill();
   ASSERT_GT(filled, 0);
   Program server = startUnderManager();
@@ -114,23 +114,23 @@ TEST_P(Notification, IsRepeatedUntilTheManagerHasRoomForIt) {
   ServerClient(socketPath()).registerFor("d", "t", 1);  // it has tried by then
   ASSERT_EQ(manager_.fill(), 0);
   for (int i = 0; i < filled; ++i)
-    ASSERT_EQ(manager_.receive(), Manager::kFiller);
+    ASSERT_EQ(manager_.receive(), ServiceManager::kFiller);
   EXPECT_EQ(manager_.receive(), "READY=1");
   waitForTicks(server);
   EXPECT_THAT(manager_.receiveWhatIsThere(), IsEmpty()) << "once is enough";
 }
 
-TEST_P(Notification, HoldsNobodyUpWhenTheManagerDoesNotRead) {
+TEST_P(ManagerNotification, HoldsNobodyUpWhenTheManagerDoesNotRead) {
   ASSERT_GT(manager_.fill(), 0);
   Program server = startUnderManager({"WATCHDOG_USEC=1000000"});
   waitUntilListening(server);
   ServerClient(socketPath()).registerFor("d", "t", 1);
   server.signal(SIGTERM);
   EXPECT_EQ(server.waitForExit(), 0);
-  EXPECT_THAT(manager_.receiveWhatIsThere(), Each(Manager::kFiller));
+  EXPECT_THAT(manager_.receiveWhatIsThere(), Each(ServiceManager::kFiller));
 }
 
-INSTANTIATE_TEST_SUITE_P(Path, Notification, testing::Values(false));
-INSTANTIATE_TEST_SUITE_P(AbstractName, Notification, testing::Values(true));
+INSTANTIATE_TEST_SUITE_P(Path, ManagerNotification, testing::Values(false));
+INSTANTIATE_TEST_SUITE_P(AbstractName, ManagerNotification, testing::Values(true));
 
 }  // namespace

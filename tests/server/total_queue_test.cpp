@@ -10,7 +10,7 @@ class TotalQueue : public OverflowTest {
  protected:
   TotalQueue() : OverflowTest({"--resync=never", "--total-queue-limit=141000"}) {}
 
-  // The queue of the connection that has registered so many keys.
+  // The connection that has registered so many keys.
   static nlohmann::json connectionWith(std::size_t keys, const nlohmann::json &report) {
     for (const nlohmann::json &connection : report["connections"]) {
       if (connection["registered_keys"] == keys) return connection;

@@ -68,6 +68,15 @@ int Program::waitForExit(std::chrono::seconds patience) {
 
 std::string Program::output() const { return readFile(output_); }
 
+void Program::waitForOutput(const std::string &text) {
+  const bool printed = waitUntil([&] {
+    if (output().find(text) != std::string::npos) return true;
+    if (!isRunning()) throw std::runtime_error("a program has ended:\n" + output());
+    return false;
+  });
+  if (!printed) throw std::runtime_error("not printed: " + text + '\n' + output());
+}
+
 std::string readFile(const std::filesystem::path &path) {
   std::ostringstream text;
   text << std::ifstream(path).rdbuf();

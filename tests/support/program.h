@@ -32,6 +32,8 @@ class Program {
 
   // What the program has printed so far.
   std::string output() const;
+  // Throws when it does not print this in time, or has ended without.
+  void waitForOutput(const std::string &text);
 
  private:
   std::filesystem::path output_;

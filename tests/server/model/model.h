@@ -36,7 +36,6 @@ class Model {
   void checkNothingIsMissing() const;
 
   bool isOpen(Client client) const { return m_clients[client].isOpen; }
-  bool isOutOfStep(Client client) const { return m_clients[client].isOutOfStep; }
 
  private:
   struct Change {

@@ -76,12 +76,6 @@ void SplitClient::begin(std::size_t thread, const Operation &operation) {
 
 void SplitClient::advance(std::size_t thread) { run(thread); }
 
-void SplitClient::perform(std::size_t thread, const Operation &operation) {
-  begin(thread, operation);
-  while (!isIdle(thread))
-    advance(thread);
-}
-
 int SplitClient::actions(int table) { return EventMgr::registeredActions(kDb, tableName(table).c_str()); }
 
 // --- on the simulated threads ----------------------------------------------------------------------------------------

@@ -41,8 +41,6 @@ class SplitClient {
   void begin(std::size_t thread, const Operation &operation);
   // Does the next one.
   void advance(std::size_t thread);
-  // Does all.
-  void perform(std::size_t thread, const Operation &operation);
 
   // What the client wants of a table.
   static int actions(int table);

@@ -1,7 +1,6 @@
 #include "seams.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "core/handle.h"

@@ -1,5 +1,4 @@
 // Text and blob getters: how much they copy, how they end it, on results of both kinds.
-#include <cstring>
 
 #include "unit/query/query_fixture.h"
 

@@ -1,5 +1,4 @@
 // What a result tells of its columns, and how a column of every type the server has reads as text.
-#include <cstring>
 
 #include "unit/query/query_fixture.h"
 

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 
 #include "query/raw_set.h"
 #include "query/stmt_set.h"

@@ -13,12 +13,12 @@
 #include "support/unique_fd.h"
 #include "support/wait.h"
 
-class Manager {
+class ServiceManager {
  public:
   static constexpr char kFiller[] = "x";
 
   // A name that begins with '@' is abstract.
-  explicit Manager(const std::string &name)
+  explicit ServiceManager(const std::string &name)
       : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
         size_(static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size())) {
     address_.sun_family = AF_UNIX;
