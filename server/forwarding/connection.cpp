@@ -62,7 +62,4 @@ void Connection::cut(std::string_view bytes, std::vector<_ORV_DB_MESSAGE> &recor
   m_received.append(bytes.substr(whole));
 }
 
-void Connection::close() {
-  m_outbox.discard();
-  m_socket.reset();
-}
+void Connection::close() { m_socket.reset(); }

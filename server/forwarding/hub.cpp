@@ -21,7 +21,7 @@ SipKey randomSeed() {
 }
 
 bool isGood(const _ORV_DB_MESSAGE &record) {
-  return record.status == kStatusPlain && (record.action & kKnownActions) != 0;
+  return record.type <= MSG_CHANGE && record.status == kStatusPlain && (record.action & kKnownActions) != 0;
 }
 
 }  // namespace
@@ -61,7 +61,7 @@ void Hub::hearOut(Connection &connection) {
     continue;
   m_counters.recordsIn += m_records.size();
   for (const _ORV_DB_MESSAGE &record : m_records) {
-    const bool isUsable = isGood(record) && record.type <= MSG_CHANGE;
+    const bool isUsable = isGood(record);
     if (!isUsable) ++m_counters.bad;
     if (record.type > MSG_CHANGE) return;
     if (isUsable && record.type == MSG_CHANGE) takeChange(connection.id(), record);
@@ -113,7 +113,6 @@ bool Hub::handle(Connection &sender, const _ORV_DB_MESSAGE &record) {
       if (isUsable) takeChange(sender.id(), record);
       return true;
     default:
-      if (isUsable) ++m_counters.bad;
       return false;
   }
 }
@@ -192,6 +191,8 @@ void Hub::cut(Connection &connection, const char *reason) {
 void Hub::end(Connection &connection) {
   if (connection.isEnded) return;
   connection.isEnded = true;
+  m_queuedBytes -= connection.outbox().changeBytes();
+  connection.outbox().discard();
   m_ended.push_back(connection.id());
 }
 
@@ -206,10 +207,10 @@ void Hub::closeEnded() {
     m_greedy.erase(id);
     const auto ofUid = m_connectionsOfUid.find(connection.peer().uid);
     if (--ofUid->second == 0) m_connectionsOfUid.erase(ofUid);
-    m_queuedBytes -= connection.outbox().changeBytes();
     m_closedInterests += connection.interests().size();
     m_poll.remove(connection.descriptor());
     connection.close();
+    if (connection.isTouched) m_touched.erase(std::find(m_touched.begin(), m_touched.end(), &connection));
     m_closed.push_back(std::move(found->second));
     m_connections.erase(found);
   }

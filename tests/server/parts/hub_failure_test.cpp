@@ -5,17 +5,24 @@
 
 #include "server/parts/hub_fixture.h"
 
-// A socket for which the system has no room, and what it says then.
+// A socket for which the system has no room, and what it says then; and one that takes a record at a time.
 namespace {
 int s_unsendable = -1;
 int s_reason = 0;
+int s_sluggish = -1;
 }  // namespace
 
 extern "C" ssize_t __real_sendmsg(int socket, const msghdr *message, int flags);
 extern "C" ssize_t __wrap_sendmsg(int socket, const msghdr *message, int flags) {
-  if (socket != s_unsendable) return __real_sendmsg(socket, message, flags);
-  errno = s_reason;
-  return -1;
+  if (socket == s_unsendable) {
+    errno = s_reason;
+    return -1;
+  }
+  if (socket != s_sluggish) return __real_sendmsg(socket, message, flags);
+  const iovec *segment = message->msg_iov;
+  while (segment->iov_len == 0)
+    ++segment;
+  return send(socket, segment->iov_base, std::min(segment->iov_len, sizeof(_ORV_DB_MESSAGE)), flags);
 }
 
 namespace {
@@ -119,6 +126,86 @@ TEST_F(HubOfYoungProcesses, ClientThatHasGoneIsHeardThoughAWriteToItFailedBefore
   EXPECT_EQ(reader.take(), concatenated({last}));
   EXPECT_EQ(hub_.connections().count(goneId), 0U);
   EXPECT_EQ(hub_.counters().cut, 0U);
+}
+
+constexpr std::size_t kRoom = 100;    // records, of which changes in transit may take half
+constexpr std::size_t kBurst = 24;    // fits there twice
+constexpr std::size_t kWrites = 8;    // of a connection's share of a turn
+constexpr std::size_t kTooMany = 40;  // with what the greedy reader has not taken by then
+
+// Any reader may register a single key. One that registers more wants everything.
+class HubWithLittleRoom : public HubTest {
+ protected:
+  explicit HubWithLittleRoom(std::size_t queueRecords = kRoom)
+      : HubTest(ResyncMode::kNever, {queueRecords * sizeof(_ORV_DB_MESSAGE), kRoom * sizeof(_ORV_DB_MESSAGE), 1, 100}) {
+  }
+  ~HubWithLittleRoom() override { s_unsendable = s_sluggish = -1; }
+
+  static void announce(const ConnectedPair &writer, std::size_t changes) {
+    for (std::size_t i = 0; i < changes; ++i)
+      writer.send(kChange);
+  }
+};
+
+// The last changes of a client that is closed take the room of one that is in the midst of being written to.
+TEST_F(HubWithLittleRoom, ReaderThatIsEndedWhileAnotherIsClosedIsNotWrittenToAnyMore) {
+  ConnectedPair greedy;
+  ConnectedPair closing;
+  ConnectedPair writer;
+  s_sluggish = greedy.server.get();
+  const int closingSocket = closing.server.get();
+  welcome(std::move(greedy.server));
+  welcome(std::move(writer.server));
+  const ConnectionId closingId = welcome(std::move(closing.server));
+  greedy.send(kRegistration);
+  greedy.send(registerRecord("shop", "others", 7, 0));
+  pass();
+  for (int i = 0; i < 5; ++i) {
+    announce(writer, kBurst);
+    pass();
+  }
+  ASSERT_EQ(hub_.queuedBytes(), 4 * (kBurst - kWrites) * sizeof(_ORV_DB_MESSAGE));
+  ASSERT_EQ(hub_.counters().cut, 0U);
+
+  s_unsendable = closingSocket;
+  s_reason = ENOBUFS;
+  closing.send(registerRecord("shop", "orders", 7, 0));
+  hub_.beginPass();
+  hub_.serve(closingId, EPOLLIN);
+  announce(closing, kTooMany);
+  hub_.endPass();
+  EXPECT_EQ(hub_.counters().cut, 2U);
+  EXPECT_TRUE(hasEnded(closing));
+  EXPECT_EQ(hub_.connections().size(), 1U);
+  EXPECT_EQ(hub_.queuedBytes(), 0U);
+  for (int i = 0; i < 3; ++i)
+    pass();
+  EXPECT_FALSE(hub_.isBusy());
+}
+
+class HubWithShortQueues : public HubWithLittleRoom {
+ protected:
+  HubWithShortQueues() : HubWithLittleRoom(1) {}
+};
+
+TEST_F(HubWithShortQueues, ReaderThatCannotBeSentToIsNotCountedAmongThoseThatDoNotRead) {
+  ConnectedPair reader;
+  ConnectedPair writer;
+  const int readersSocket = reader.server.get();
+  reader.send(kRegistration);
+  welcome(std::move(reader.server));
+  welcome(std::move(writer.server));
+  pass();
+  ASSERT_EQ(reader.take(), kAnswer);
+  s_unsendable = readersSocket;
+  s_reason = ENOBUFS;
+  announce(writer, 2);
+  pass();
+  pass();
+  EXPECT_TRUE(hasEnded(reader));
+  EXPECT_EQ(hub_.counters().cut, 1U);
+  EXPECT_EQ(hub_.counters().overflows, 0U);
+  EXPECT_EQ(hub_.queuedBytes(), 0U);
 }
 
 // Not by the next look at the clock, but by the one after that.

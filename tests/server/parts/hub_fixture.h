@@ -13,8 +13,8 @@ class HubTest : public testing::Test {
  protected:
   static constexpr std::uint64_t kListenTicks = 100;
 
-  explicit HubTest(ResyncMode resync = ResyncMode::kNever)
-      : hub_(Limits(), Resync(resync, kListenTicks, start_), poll_, log_) {}
+  explicit HubTest(ResyncMode resync = ResyncMode::kNever, const Limits &limits = Limits())
+      : hub_(limits, Resync(resync, kListenTicks, start_), poll_, log_) {}
 
   // Of a process that is younger than the hub.
   static Peer young(pid_t pid) {
