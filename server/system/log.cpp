@@ -2,16 +2,14 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
+
+#include "system/datagram.h"
 
 namespace {
 
@@ -27,19 +25,6 @@ Descriptor openStandardError() {
   return opened.isOpen() ? std::move(opened) : Descriptor{fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)};
 }
 
-Descriptor connectToSyslog() {
-  Descriptor log{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, kSyslogPath, sizeof kSyslogPath);
-  if (connect(log.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) log.reset();
-  return log;
-}
-
-bool sendWithoutWaiting(int socket, const std::string &text) {
-  return send(socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
-}
-
 // One that could not be opened again may wait when it is full.
 bool takesBytes(int fd) {
   pollfd state{fd, POLLOUT, 0};
@@ -51,7 +36,7 @@ bool takesBytes(int fd) {
 Log::Log(bool usesSyslog)
     : m_usesSyslog(usesSyslog),
       m_hasPrefix(std::getenv("JOURNAL_STREAM") != nullptr),
-      m_output(usesSyslog ? connectToSyslog() : openStandardError()) {}
+      m_output(usesSyslog ? connectDatagram(kSyslogPath) : openStandardError()) {}
 
 void Log::write(Priority priority, const char *kind, const std::string &text) {
   const auto [found, isNew] = m_kinds.try_emplace(kind);
@@ -91,6 +76,6 @@ void Log::putToSyslog(Priority priority, const std::string &text) {
   const std::string line = "<" + std::to_string(LOG_DAEMON | static_cast<int>(priority)) + ">orvdb_server[" +
                            std::to_string(getpid()) + "]: " + text;
   if (m_output.isOpen() && sendWithoutWaiting(m_output.get(), line)) return;
-  m_output = connectToSyslog();
+  m_output = connectDatagram(kSyslogPath);
   if (m_output.isOpen()) sendWithoutWaiting(m_output.get(), line);
 }

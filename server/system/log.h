@@ -11,7 +11,7 @@
 class Log {
  public:
   // Priorities of the system log.
-  enum Priority : int { kError = 3, kWarning = 4, kNotice = 5, kInfo = 6 };
+  enum Priority : int { kError = 3, kWarning = 4, kInfo = 6 };
 
   explicit Log(bool usesSyslog);
 

@@ -7,10 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <string_view>
 
 #include "system/descriptor.h"
 

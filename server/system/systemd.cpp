@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
-#include <string>
+
+#include "system/datagram.h"
 
 namespace {
 
@@ -44,19 +44,11 @@ Descriptor takeSystemdSocket() {
 
 SystemdNotifier::SystemdNotifier() {
   const char *path = std::getenv("NOTIFY_SOCKET");
-  const std::size_t length = path != nullptr ? std::strlen(path) : 0;
-  sockaddr_un address{};
-  if (length == 0 || length >= sizeof address.sun_path) return;
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, path, length);
-  if (path[0] == '@') address.sun_path[0] = '\0';  // an abstract name
-  m_socket = Descriptor{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
-  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
-  if (connect(m_socket.get(), reinterpret_cast<const sockaddr *>(&address), size) != 0) m_socket.reset();
+  if (path != nullptr) m_socket = connectDatagram(path);
 }
 
 bool SystemdNotifier::notify(const std::string &state) const {
-  return !m_socket.isOpen() || send(m_socket.get(), state.data(), state.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+  return !m_socket.isOpen() || sendWithoutWaiting(m_socket.get(), state);
 }
 
 bool hasSystemdWatchdog() { return std::getenv("WATCHDOG_USEC") != nullptr && isMeantForUs("WATCHDOG_PID"); }
