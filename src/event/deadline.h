@@ -4,10 +4,8 @@
 #include <ctime>
 
 inline timespec deadlineAfter(time_t seconds) {
-  constexpr long kNanosecondsPerSecond = 1'000'000'000;
   timespec deadline{};
   clock_gettime(CLOCK_REALTIME, &deadline);
-  deadline.tv_sec += seconds + deadline.tv_nsec / kNanosecondsPerSecond;
-  deadline.tv_nsec %= kNanosecondsPerSecond;
+  deadline.tv_sec += seconds;
   return deadline;
 }
