@@ -35,8 +35,9 @@ class Resync {
   // one after that.
   void request() { m_isRequested = true; }
 
-  // Is everybody to be told now? True once for each reason: a request, and 2, 4, 8 ... 2,048 seconds after the start,
-  // which are the moments of the clients' attempts to reconnect. To be called now and then.
+  // Is everybody to be told now? True once for each reason: a request, and 2, 4, 8 ... 2,048 seconds after the start.
+  // Clients try to reconnect 1, 3, 7 ... 2,047 seconds after the loss, so each moment comes after an attempt. To be
+  // called now and then.
   bool takeDue(Clock::time_point now);
 
  private:
@@ -54,5 +55,5 @@ class Resync {
   bool m_isRequested = false;
   bool m_isRipe = false;  // was requested before the last look at the clock
   std::map<std::pair<pid_t, std::uint64_t>, Clock::time_point> m_cut;  // by process and start time, 0 if unknown
-  bool m_hasForgottenCuts = false;  // there were more than may be kept: everybody counts as old
+  bool m_hasForgottenCuts = false;  // there were more than may be kept: everybody counts as old from then on
 };
