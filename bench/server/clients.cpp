@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
 constexpr char kDb[] = "bench";
 
 _ORV_DB_MESSAGE makeRecord(message_type type, const std::string &table, std::uint64_t rowId) {

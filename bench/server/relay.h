@@ -13,8 +13,6 @@
 #include "system/event_poll.h"
 #include "system/socket_file.h"
 
-constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
-
 // Runs `serve(fd, readers)` for every connection that can be read; false ends the connection.
 template <class Serve>
 [[noreturn]] void runRelay(const char *path, Serve serve) {

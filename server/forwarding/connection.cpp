@@ -6,11 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 
 namespace {
-
-constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
 
 // More than a socket of the usual size holds, so that one read mostly takes all there is.
 constexpr std::size_t kReadSize = 256UL * 1024;

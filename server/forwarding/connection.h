@@ -32,7 +32,7 @@ class Connection {
   // The client is told nothing more, and its end sees that at once.
   void close();
 
-  // What the hub and the routes have to remember of it.
+  // What the hub, the routes and the interests have to remember of it.
   std::size_t heldRegistrations = 0;   // of all its interests together
   bool isOld = false;                  // its process may have missed changes, see Resync
   bool wantsEverything = false;        // it registered more keys than it may

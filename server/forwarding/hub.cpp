@@ -11,8 +11,7 @@ namespace {
 
 constexpr std::size_t kLeastAcksAllowed = 1000;
 constexpr std::uint8_t kKnownActions = 7;
-// What takes long is done piece by piece, so that a turn of the loop stays short.
-constexpr int kDroppedPerTurn = 2000;
+constexpr int kDroppedPerTurn = 2000;  // so that a turn of the loop stays short
 
 SipKey randomSeed() {
   SipKey seed{};
@@ -122,7 +121,7 @@ void Hub::registerKey(Connection &reader, const _ORV_DB_MESSAGE &record) {
   const bool isFull = reader.interests().size() >= m_limits.keysOfConnection || registeredKeys() >= m_limits.keys;
   if (isFull && m_routes.find(reader, key.text()) == nullptr) {
     giveEverything(reader);
-    if (reader.isOld) tellNow(reader, record);
+    if (reader.isOld) tellNow(reader, key.text(), record.action);
   } else {
     Interest &interest = m_routes.add(reader, key.text(), record.action);
     if (reader.isOld) tell(interest, record.action);
@@ -132,18 +131,14 @@ void Hub::registerKey(Connection &reader, const _ORV_DB_MESSAGE &record) {
 
 void Hub::giveEverything(Connection &reader) {
   reader.wantsEverything = true;
-  if (m_greedy.insert(reader.id()).second) ++m_counters.overKeys;
+  if (m_wantEverything.insert(reader.id()).second) ++m_counters.overKeys;
   m_log.write(Log::kWarning, "keys",
               describe(reader.peer()) + " registers more keys than it may, and gets every change from now on");
 }
 
 // There is nowhere to keep what has still to be told of a key that is not kept.
-void Hub::tellNow(Connection &reader, const _ORV_DB_MESSAGE &record) {
-  const RecordKey key(record);
-  for (unsigned int bit = 1; bit <= 0x80; bit <<= 1) {
-    if ((record.action & bit) != 0)
-      deliver(reader, nullptr, wholeTableRecord(key.text(), static_cast<std::uint8_t>(bit)));
-  }
+void Hub::tellNow(Connection &reader, std::string_view key, std::uint8_t actions) {
+  makeWholeTableRecords(key, actions, [&](const _ORV_DB_MESSAGE &record) { deliver(reader, nullptr, record); });
 }
 
 void Hub::acknowledge(Connection &reader, _ORV_DB_MESSAGE record, std::uint8_t status) {
@@ -204,7 +199,7 @@ void Hub::closeEnded() {
     Connection &connection = *found->second;
     // What it still has to say may make room and end others, so it comes before the books are closed.
     if (!connection.isOutOfStep) hearOut(connection);
-    m_greedy.erase(id);
+    m_wantEverything.erase(id);
     const auto ofUid = m_connectionsOfUid.find(connection.peer().uid);
     if (--ofUid->second == 0) m_connectionsOfUid.erase(ofUid);
     m_closedInterests += connection.interests().size();

@@ -57,7 +57,7 @@ class Hub {
   bool handle(Connection &sender, const _ORV_DB_MESSAGE &record);
   void registerKey(Connection &reader, const _ORV_DB_MESSAGE &record);
   void giveEverything(Connection &reader);
-  void tellNow(Connection &reader, const _ORV_DB_MESSAGE &record);
+  void tellNow(Connection &reader, std::string_view key, std::uint8_t actions);
   void acknowledge(Connection &reader, _ORV_DB_MESSAGE record, std::uint8_t status);
   void takeChange(ConnectionId sender, const _ORV_DB_MESSAGE &record);
 
@@ -95,7 +95,7 @@ class Hub {
   Connections m_connections;
   std::unordered_map<uid_t, std::size_t> m_connectionsOfUid;
   ConnectionId m_nextId = EventPoll::kFirstConnection;
-  std::set<ConnectionId> m_greedy;                    // want everything
+  std::set<ConnectionId> m_wantEverything;
   std::vector<Connection *> m_touched;                // to be flushed at the end of this turn
   std::vector<ConnectionId> m_ended;                  // to be closed then
   std::deque<ConnectionId> m_sweeping;                // to be told of everything, piece by piece

@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
 // What takes long is done piece by piece, so that a turn of the loop stays short.
 constexpr int kSweptPerTurn = 2000;
 constexpr std::uint64_t kDeliveredPerTurn = 10'000;
@@ -27,7 +26,7 @@ void Hub::fanOut() {
 
 // One that wants everything has no keys to tell: it is told by the end of its connection.
 void Hub::tellOfLost() {
-  for (const ConnectionId id : m_greedy)
+  for (const ConnectionId id : m_wantEverything)
     cut(*m_connections.at(id), "wants every change, and some were lost");
   tellEverybody();
 }
@@ -39,7 +38,7 @@ void Hub::forward(const Transit::Change &change) {
       if (isWanted && !interest->reader().wantsEverything) deliver(interest->reader(), interest, change.record);
     }
   }
-  for (const ConnectionId id : m_greedy) {
+  for (const ConnectionId id : m_wantEverything) {
     if (id != change.sender) deliver(*m_connections.at(id), nullptr, change.record);
   }
 }

@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
 // Records that are made at a time of what is untold: little memory, should the socket not take them.
 constexpr std::size_t kDrawnRecords = 32;
 // One connection's share of a turn.
@@ -69,7 +68,7 @@ void Outbox::forget(Interest &interest) {
 }
 
 void Outbox::discard() {
-  for (ByteQueue *queue : {&m_started, &m_acks, &m_told, &m_changes})
+  for (ByteQueue *queue : {&m_started, &m_acks, &m_drawn, &m_changes})
     queue->clear();
   for (Interest *interest : m_untold)
     interest->untold = 0;
@@ -79,9 +78,9 @@ void Outbox::discard() {
 Outbox::Progress Outbox::flush(int socket) {
   for (int writes = 0; !isEmpty(); ++writes) {
     if (writes == kMostWrites) return Progress::kMore;
-    if (m_told.isEmpty()) drawUntold();
+    if (m_drawn.isEmpty()) drawUntold();
     const ssize_t count = sendWithoutWaiting(
-        socket, std::array{segment(m_started), segment(m_acks), segment(m_told), segment(m_changes)});
+        socket, std::array{segment(m_started), segment(m_acks), segment(m_drawn), segment(m_changes)});
     if (count < 0 && errno == EAGAIN) return Progress::kBlocked;
     if (count < 0 && errno != EPIPE && errno != ECONNRESET) return Progress::kFailed;
     if (count < 0) {
@@ -97,11 +96,10 @@ Outbox::Progress Outbox::flush(int socket) {
 void Outbox::drawUntold() {
   for (std::size_t drawn = 0; drawn < kDrawnRecords && !m_untold.empty(); m_untold.pop_front()) {
     Interest &interest = *m_untold.front();
-    for (unsigned int bit = 1; bit <= 0x80; bit <<= 1) {
-      if ((interest.untold & bit) == 0) continue;
-      m_told.append(bytesOf(wholeTableRecord(interest.route().key, static_cast<std::uint8_t>(bit))));
+    makeWholeTableRecords(interest.route().key, interest.untold, [&](const _ORV_DB_MESSAGE &record) {
+      m_drawn.append(bytesOf(record));
       ++drawn;
-    }
+    });
     interest.untold = 0;
   }
 }
@@ -111,7 +109,7 @@ void Outbox::consume(std::size_t count) {
   const std::size_t started = std::min(count, m_started.size());
   m_started.consume(started);
   count -= started;
-  for (ByteQueue *queue : {&m_acks, &m_told, &m_changes})
+  for (ByteQueue *queue : {&m_acks, &m_drawn, &m_changes})
     take(*queue, count);
 }
 

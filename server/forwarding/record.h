@@ -28,13 +28,18 @@ class RecordKey {
   std::size_t m_size = 0;
 };
 
-// "The whole table, unspecified": what is told in place of changes that are not delivered one by one.
-inline _ORV_DB_MESSAGE wholeTableRecord(std::string_view key, std::uint8_t action) {
+// "The whole table, unspecified": what is told in place of changes that are not delivered one by one, with one record
+// for each action. Hands each of them to `take`.
+template <class Take>
+void makeWholeTableRecords(std::string_view key, std::uint8_t actions, Take take) {
   _ORV_DB_MESSAGE record{};
   const std::size_t dbEnd = key.find('\0');
   record.type = MSG_CHANGE;
-  record.action = action;
   key.substr(0, dbEnd).copy(record.db, kNameFieldSize - 1);
   key.substr(dbEnd + 1).copy(record.table, kNameFieldSize - 1);
-  return record;
+  for (unsigned int bit = 1; bit <= 0x80; bit <<= 1) {
+    if ((actions & bit) == 0) continue;
+    record.action = static_cast<std::uint8_t>(bit);
+    take(record);
+  }
 }

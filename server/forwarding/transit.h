@@ -23,7 +23,7 @@ class Transit {
   void lose() { m_hasLostFresh = true; }
 
   bool isEmpty() const { return m_fresh.empty() && !hasDue() && !m_hasLostFresh && !m_hasLostDue; }
-  std::size_t bytes() const { return (m_fresh.size() + m_due.size() - m_next) * sizeof(_ORV_DB_MESSAGE); }
+  std::size_t bytes() const { return (m_fresh.size() + m_due.size() - m_next) * kRecordSize; }
 
   // What has been read up to now is due when this pass ends, behind what was due before and is still there.
   void beginPass() {

@@ -34,7 +34,8 @@ struct [[gnu::packed]] _ORV_DB_MESSAGE {
   };
 };
 
-static_assert(sizeof(_ORV_DB_MESSAGE) == 141, "the record's size is part of the protocol");
+constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
+static_assert(kRecordSize == 141, "the record's size is part of the protocol");
 static_assert(offsetof(_ORV_DB_MESSAGE, type) == 0);
 static_assert(offsetof(_ORV_DB_MESSAGE, status) == 1);
 static_assert(offsetof(_ORV_DB_MESSAGE, reserved) == 2);

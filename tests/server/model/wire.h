@@ -8,8 +8,6 @@
 
 #include "event/message.h"
 
-constexpr std::size_t kRecordSize = sizeof(_ORV_DB_MESSAGE);
-
 // What the model throws when the server does what it must not.
 struct BrokenPromise : std::logic_error {
   using std::logic_error::logic_error;
