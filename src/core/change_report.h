@@ -22,11 +22,13 @@ struct pending_map : std::map<_orv_db_handle_t *, table_set> {
 // by an open that gets the handle's address, never by a successful commit or a rollback.
 extern exit_emptied<pending_map> s_mapPendingTables ORV_GUARDED_BY(s_pConnInfoLock);
 
-// The handle's lock must not be held. Throws std::bad_alloc, and std::logic_error for a null table in a transaction.
-void report_change(_orv_db_handle_t *handle, const char *table, int action, unsigned long long rowId);
+// Throws std::bad_alloc, and std::logic_error for a null table in a transaction.
+void report_change(_orv_db_handle_t *handle, const char *table, int action, unsigned long long rowId)
+    ORV_EXCLUDES(s_pConnInfoLock, &_orv_db_handle_t::lock);
 
 // report_change for a write that has been done, which a lack of memory no longer makes a failure.
-void reportWritten(_orv_db_handle_t *handle, const char *table, int action, unsigned long long rowId);
+void reportWritten(_orv_db_handle_t *handle, const char *table, int action, unsigned long long rowId)
+    ORV_EXCLUDES(s_pConnInfoLock, &_orv_db_handle_t::lock);
 
-void announcePendingTables(_orv_db_handle_t *handle);
-void dropPendingTables(_orv_db_handle_t *handle);
+void announcePendingTables(_orv_db_handle_t *handle) ORV_EXCLUDES(s_pConnInfoLock, &_orv_db_handle_t::lock);
+void dropPendingTables(_orv_db_handle_t *handle) ORV_EXCLUDES(s_pConnInfoLock, &_orv_db_handle_t::lock);

@@ -112,7 +112,7 @@ template <class Counter>
 unsigned long long readCounter(_orv_db_handle_t *handle, Counter counter) {
   if (handle == nullptr) return ORV_DB_INVALID_ARGUMENT;
   const mutex_guard using_(&handle->lock);
-  return counter(&handle->mysql);
+  return counter(handle->connection());
 }
 
 }  // namespace
@@ -141,8 +141,8 @@ void orv_db_close(_orv_db_handle_t *handle) {
 int orv_db_test_connection(_orv_db_handle_t *handle) {
   if (handle == nullptr) return ORV_DB_ERROR;
   const mutex_guard testing(&handle->lock);
-  if (mysql_ping(&handle->mysql) == 0) return ORV_DB_OK;
-  setLastError(mysql_error(&handle->mysql));
+  if (mysql_ping(handle->connection()) == 0) return ORV_DB_OK;
+  setLastError(mysql_error(handle->connection()));
   return ORV_DB_LOST;
 }
 

@@ -22,21 +22,30 @@ struct fork_state {
   db_event_mgr *lockedManager;  // null while the process exits: then the manager is left alone
 } s_fork;
 
-ORV_UNCHECKED void prepare_fork() {
+// The manager's locks, where there is a manager. Unchecked: the analysis knows no lock that is held in some cases.
+ORV_UNCHECKED void lockManager() {
+  if (s_fork.lockedManager != nullptr) s_fork.lockedManager->prepare_for_fork();
+}
+ORV_UNCHECKED void unlockManager(const fork_state &state) {
+  if (state.lockedManager != nullptr) state.lockedManager->parent_after_fork();
+}
+
+void prepare_fork() ORV_ACQUIRE(s_pOpenMutex, s_pConnInfoLock, s_pRawSetPoolMutex, s_pStmtSetPoolMutex, s_pLogMutex) {
   db_event_mgr *manager = db_event_mgr::getInstance();
   lockForFork();
   s_fork = {manager == nullptr, s_bMainThreadQuiting ? nullptr : manager};
   if (s_fork.managerAbsent) db_api_log("prepare_fork:pEvtMgr==NULL");
-  if (s_fork.lockedManager != nullptr) s_fork.lockedManager->prepare_for_fork();
+  lockManager();
   s_pLogMutex->lock();
 }
 
-ORV_UNCHECKED void parent_after_fork() {
+void parent_after_fork()
+    ORV_RELEASE(s_pOpenMutex, s_pConnInfoLock, s_pRawSetPoolMutex, s_pStmtSetPoolMutex, s_pLogMutex) {
   const fork_state state = s_fork;  // another thread may fork as soon as the locks are free
   s_pLogMutex->unlock();
   unlockAfterFork();
   if (state.managerAbsent) db_api_log("parent_after_fork:pEvtMgr==NULL");
-  if (state.lockedManager != nullptr) state.lockedManager->parent_after_fork();
+  unlockManager(state);
 }
 
 void child_after_fork() {

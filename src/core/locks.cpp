@@ -13,14 +13,14 @@ void createLocks() {
   s_pStmtSetPoolMutex = mutex::create();
 }
 
-ORV_UNCHECKED void lockForFork() {
+void lockForFork() {
   s_pOpenMutex->lock();
   s_pConnInfoLock->lock();
   s_pRawSetPoolMutex->lock();
   s_pStmtSetPoolMutex->lock();
 }
 
-ORV_UNCHECKED void unlockAfterFork() {
+void unlockAfterFork() {
   s_pOpenMutex->unlock();
   s_pConnInfoLock->unlock();
   s_pRawSetPoolMutex->unlock();

@@ -7,8 +7,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/locks.h"
-
 namespace {
 
 constexpr std::size_t kBufferSize = 1024;

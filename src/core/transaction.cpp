@@ -12,21 +12,21 @@ constexpr my_bool kAutocommitOn = 1;
 void begin(_orv_db_handle_t *handle) {
   const mutex_guard beginning(&handle->lock);
   db_api_log("handle in begin transcation: 0x%p\n", static_cast<void *>(handle));
-  mysql_autocommit(&handle->mysql, kAutocommitOff);
+  mysql_autocommit(handle->connection(), kAutocommitOff);
 }
 
 bool commit(_orv_db_handle_t *handle) {
   const mutex_guard committing(&handle->lock);
   db_api_log("handle in commit transcation: 0x%p\n", static_cast<void *>(handle));
-  const bool committed = mysql_commit(&handle->mysql) == 0;
-  mysql_autocommit(&handle->mysql, kAutocommitOn);
+  const bool committed = mysql_commit(handle->connection()) == 0;
+  mysql_autocommit(handle->connection(), kAutocommitOn);
   return committed;
 }
 
 void rollBack(_orv_db_handle_t *handle) {
   const mutex_guard rollingBack(&handle->lock);
-  mysql_rollback(&handle->mysql);
-  mysql_autocommit(&handle->mysql, kAutocommitOn);
+  mysql_rollback(handle->connection());
+  mysql_autocommit(handle->connection(), kAutocommitOn);
 }
 
 }  // namespace

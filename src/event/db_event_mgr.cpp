@@ -150,7 +150,8 @@ void db_event_mgr::emptyAtExit() {
 }
 
 // A socket in use stays open, lest its number be given to something else while a record is being written to it.
-void db_event_mgr::closeAtExit() {
+// Unchecked: m_runLock may not be waited for any more, and nothing starts a thread again.
+ORV_UNCHECKED void db_event_mgr::closeAtExit() {
   if (m_sockLock->tryLock()) {
     reset();
     m_sockLock->unlock();
@@ -161,8 +162,8 @@ void db_event_mgr::closeAtExit() {
 }
 
 // The signal is lost if it lands between the thread's look at m_running and its call of poll, so it is sent again until
-// the thread's mark arrives.
-void db_event_mgr::awaitThreadEnd(bool signalled) {
+// the thread's mark arrives. Unchecked: the thread needs m_runLock to end, and nothing starts another one.
+ORV_UNCHECKED void db_event_mgr::awaitThreadEnd(bool signalled) {
   if (m_exitPipe[0] < 0) return;
   const auto deadline = steady_clock::now() + std::chrono::seconds(kThreadEndTimeoutSeconds);
   while (steady_clock::now() < deadline) {

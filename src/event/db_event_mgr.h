@@ -36,19 +36,20 @@ class db_event_mgr {
   db_event_mgr &operator=(const db_event_mgr &) = delete;
 
   // Connects and starts the message thread unless it runs. Tells whether it runs now.
-  bool init();
+  bool init() ORV_EXCLUDES(m_runLock, m_regLock, m_mapLock, m_sockLock);
 
-  int notifyChange(const char *db, const char *table, _orv_db_action_t action, unsigned long long rowId);
+  int notifyChange(const char *db, const char *table, _orv_db_action_t action, unsigned long long rowId)
+      ORV_EXCLUDES(m_runLock, m_regLock, m_mapLock, m_sockLock);
   int registerCallback(const char *db, const char *table, _orv_db_action_t action, void *userData, unsigned char flag,
-                       orv_db_change_cb callback);
-  int cancelCallback(const char *db, const char *table, _orv_db_action_t action);
+                       orv_db_change_cb callback) ORV_EXCLUDES(m_regLock, m_mapLock, m_sockLock);
+  int cancelCallback(const char *db, const char *table, _orv_db_action_t action) ORV_EXCLUDES(m_mapLock, m_sockLock);
 
-  void prepare_for_fork();
-  void parent_after_fork();
+  void prepare_for_fork() ORV_ACQUIRE(m_runLock, m_regLock, m_mapLock, m_sockLock);
+  void parent_after_fork() ORV_RELEASE(m_runLock, m_regLock, m_mapLock, m_sockLock);
   void child_after_fork();
 
   // Stops the message thread, closes the connection and empties the registry. Locks stay, for threads that are late.
-  void emptyAtExit();
+  void emptyAtExit() ORV_EXCLUDES(m_runLock, m_regLock, m_mapLock, m_sockLock);
 
  private:
   template <class T>
@@ -91,8 +92,8 @@ class db_event_mgr {
   // Life.
   void createLocks();
   static bool isUp() { return m_running && !s_bMainThreadQuiting; }
-  void startThread();
-  void reset();
+  void startThread() ORV_REQUIRES(m_runLock);
+  void reset() ORV_REQUIRES(m_runLock);
   void awaitThreadEnd(bool signalled);
   void closeAtExit();
 
@@ -100,42 +101,44 @@ class db_event_mgr {
   static int getSocketFd();
   static int doSendMsg(int fd, const void *bytes, int length);
   static int doRecvMsg(int fd, void *buffer, int length);
-  int sendMessage(const void *bytes, int length);
-  int recvMessage(void *buffer, int length);
-  bool sendRecord(const _ORV_DB_MESSAGE &record);
+  int sendMessage(const void *bytes, int length) ORV_EXCLUDES(m_sockLock);
+  int recvMessage(void *buffer, int length) ORV_EXCLUDES(m_sockLock);
+  bool sendRecord(const _ORV_DB_MESSAGE &record) ORV_EXCLUDES(m_sockLock);
   static void prepareMsg(_ORV_DB_MESSAGE &record, message_type type, const char *db, const char *table, int action,
                          unsigned char flag);
   static void prepareMsg(_ORV_DB_MESSAGE &record, message_type type, const char *db, const char *table, int action,
                          unsigned long long rowId);
 
   // Registry.
-  int announceRegistration(const char *db, const char *table, int action, unsigned char flag);
-  void awaitAcknowledgement();
+  int announceRegistration(const char *db, const char *table, int action, unsigned char flag)
+      ORV_EXCLUDES(m_regLock, m_mapLock, m_sockLock);
+  void awaitAcknowledgement() ORV_REQUIRES(m_regLock);
   void settleAcknowledgement(reg_ack outcome);
   callback_map::iterator firstOverlap(NotifyKeyView key, int action) ORV_REQUIRES_SHARED(m_mapLock);
   void removeActions(callback_map::iterator entry, int action) ORV_REQUIRES(m_mapLock);
-  void handleChange(const _ORV_DB_MESSAGE &msg);
+  void handleChange(const _ORV_DB_MESSAGE &msg) ORV_EXCLUDES(m_runLock, m_regLock, m_mapLock, m_sockLock);
 
   // Message thread.
   static void *thread_proc(void *arg);
   static void sigQuitThreadHdlr(int sig, siginfo_t *info, void *context);
-  void msgLoopHdlr();
-  bool receiveRecord();
-  int recoverConn();
+  void msgLoopHdlr() ORV_EXCLUDES(m_runLock, m_regLock, m_mapLock, m_sockLock);
+  bool receiveRecord() ORV_EXCLUDES(m_runLock, m_regLock, m_mapLock, m_sockLock);
+  int recoverConn() ORV_EXCLUDES(m_runLock, m_regLock, m_mapLock, m_sockLock);
   static int reconnect();
   static bool sleepWhileRunning(unsigned int seconds);
-  void reRegister(int fd);
+  void reRegister(int fd) ORV_EXCLUDES(m_regLock, m_mapLock);
 
   callback_map m_callbacks ORV_GUARDED_BY(m_mapLock);
-  int m_exitPipe[2] = {-1, -1};  // read end, write end: the message thread's mark that it has ended
-  pthread_t m_thread{};
+  // Read end, write end: the message thread's mark that it has ended.
+  int m_exitPipe[2] ORV_GUARDED_BY(m_runLock) = {-1, -1};
+  pthread_t m_thread ORV_GUARDED_BY(m_runLock){};
   std::atomic<int> m_sockFd{-1};  // replaced under m_sockLock, but for the message thread's own store
   std::atomic<int> m_regAck{kAckLost};
   sem_t m_regSem;  // posted whenever m_regAck leaves kAckWaiting
   mutex *m_runLock;
-  mutex *m_regLock;
-  rw_lock *m_mapLock;
-  rw_lock *m_sockLock;
+  mutex *m_regLock ORV_ACQUIRED_AFTER(m_runLock);
+  rw_lock *m_mapLock ORV_ACQUIRED_AFTER(m_regLock);
+  rw_lock *m_sockLock ORV_ACQUIRED_AFTER(m_mapLock);
 
   // Read without a lock, m_running also written by a signal handler.
   static std::atomic<bool> m_running;

@@ -3,14 +3,14 @@
 
 // With all four locks held no thread is in the middle of a registration, of a change of the registry or the socket, or
 // of a start.
-ORV_UNCHECKED void db_event_mgr::prepare_for_fork() {
+void db_event_mgr::prepare_for_fork() {
   m_runLock->lock();
   m_regLock->lock();
   m_mapLock->lock();
   m_sockLock->lock();
 }
 
-ORV_UNCHECKED void db_event_mgr::parent_after_fork() {
+void db_event_mgr::parent_after_fork() {
   m_runLock->unlock();
   m_regLock->unlock();
   m_mapLock->unlock();
@@ -21,9 +21,10 @@ ORV_UNCHECKED void db_event_mgr::parent_after_fork() {
 // first announcement tries again. The registry is emptied before the new thread can read it.
 void db_event_mgr::child_after_fork() {
   createLocks();
-  reset();
   {
+    const mutex_guard stopping(m_runLock);
     const write_guard emptying(m_mapLock);
+    reset();
     m_callbacks.clear();
   }
   m_needreinit = true;

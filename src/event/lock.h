@@ -3,7 +3,9 @@
 // The library's own locks live on the heap behind pointers, because a forked child replaces locks that are held in it
 // and can never be released there. Guards therefore take a pointer and remember it.
 //
-// Clang checks the annotations (-Wthread-safety); for other compilers they are empty.
+// Clang checks the annotations, the order of the locks included (-Wthread-safety -Wthread-safety-beta); for other
+// compilers they are empty. Clang looks at one function at a time: what a function takes and releases is known to its
+// callers by ORV_EXCLUDES alone, which names the locks that it takes and those that come after them.
 #pragma once
 
 #include <pthread.h>
@@ -18,6 +20,8 @@
 #define ORV_CAPABILITY(name) ORV_THREAD_SAFETY(capability(name))
 #define ORV_SCOPED_LOCK ORV_THREAD_SAFETY(scoped_lockable)
 #define ORV_GUARDED_BY(lock) ORV_THREAD_SAFETY(guarded_by(lock))
+#define ORV_ACQUIRED_AFTER(...) ORV_THREAD_SAFETY(acquired_after(__VA_ARGS__))
+#define ORV_ACQUIRED_BEFORE(...) ORV_THREAD_SAFETY(acquired_before(__VA_ARGS__))
 #define ORV_ACQUIRE(...) ORV_THREAD_SAFETY(acquire_capability(__VA_ARGS__))
 #define ORV_ACQUIRE_SHARED(...) ORV_THREAD_SAFETY(acquire_shared_capability(__VA_ARGS__))
 #define ORV_TRY_ACQUIRE(...) ORV_THREAD_SAFETY(try_acquire_capability(__VA_ARGS__))

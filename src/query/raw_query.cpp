@@ -34,7 +34,7 @@ int failedStatus(MYSQL *connection, unsigned int code) {
 // Under one hold of the lock, so that the error is this statement's and not another thread's.
 answer runText(_orv_db_handle_t *handle, std::string_view sql) {
   const mutex_guard running(&handle->lock);
-  MYSQL *connection = &handle->mysql;
+  MYSQL *connection = handle->connection();
   const int failed = mysql_real_query(connection, sql.data(), sql.size());
   if (failed != 0) return {failedStatus(connection, static_cast<unsigned int>(failed)), nullptr};
   stored_result rows(mysql_store_result(connection));

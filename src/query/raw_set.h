@@ -44,7 +44,7 @@ class RawSetInfo final : public ResultSetInfo {
   unsigned int check(unsigned int index, const void *out) const;
   template <class Out, class Convert>
   unsigned int readNumber(unsigned int index, Out *out, Convert convert) const;
-  void release();
+  void release() ORV_EXCLUDES(m_mutex);
 
   MYSQL_RES *m_res = nullptr;
   bool m_hasRow = false;
@@ -53,5 +53,6 @@ class RawSetInfo final : public ResultSetInfo {
   unsigned long *m_lengths = nullptr;
 };
 
-RawSetInfo *allocRawSetInfo();
-void freeRawSetInfo(RawSetInfo *rs);
+// Before any handle's lock.
+RawSetInfo *allocRawSetInfo() ORV_EXCLUDES(s_pRawSetPoolMutex, &_orv_db_handle_t::lock);
+void freeRawSetInfo(RawSetInfo *rs) ORV_EXCLUDES(s_pRawSetPoolMutex, &_orv_db_handle_t::lock);

@@ -3,7 +3,7 @@
 
 #include <orvdb_client.h>
 
-#include "event/lock.h"
+#include "core/handle.h"
 
 // A set is empty, then filled by a query, then read by one thread at a time, then emptied for the next query or
 // deleted. It lives in the pool of its kind or, when that is exhausted, on the heap.
@@ -44,5 +44,6 @@ struct ResultSetInfo {
  protected:
   explicit ResultSetInfo(kind setKind) : m_kind(setKind) { m_mutex.init(); }
 
-  mutex m_mutex;  // held while native resources are released
+  // Held while native resources are released.
+  mutex m_mutex ORV_ACQUIRED_AFTER(&_orv_db_handle_t::lock);
 };

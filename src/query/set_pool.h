@@ -15,12 +15,12 @@ class set_pool {
   explicit set_pool(mutex *&lock) : m_lock(lock) {}
 
   // Throws std::bad_alloc.
-  Set *take() {
+  Set *take() ORV_EXCLUDES(m_lock) {
     if (Set *slot = takeSlot()) return slot;
     return new Set;
   }
 
-  void giveBack(Set *set) {
+  void giveBack(Set *set) ORV_EXCLUDES(m_lock) {
     if (set == nullptr) return;
     if (set->m_poolSlot != ResultSetInfo::kNoSlot) return emptySlot(set);
     // A slot that carries no number has been given back before, and must not be deleted.
@@ -28,7 +28,7 @@ class set_pool {
   }
 
   // Only what this thread took: other threads may be reading theirs at this very moment.
-  void emptyAtExit() {
+  void emptyAtExit() ORV_EXCLUDES(m_lock) {
     if (!m_lock->tryLock()) return;
     for (Set &set : m_slots) {
       const unsigned char slot = set.m_poolSlot;
@@ -40,7 +40,7 @@ class set_pool {
  private:
   static constexpr unsigned char kSize = 5;
 
-  Set *takeSlot() {
+  Set *takeSlot() ORV_EXCLUDES(m_lock) {
     const mutex_guard scanning(m_lock);
     for (unsigned char slot = 0; slot < kSize; ++slot) {
       if (m_slots[slot].m_poolSlot != ResultSetInfo::kNoSlot) continue;
@@ -51,7 +51,7 @@ class set_pool {
     return nullptr;
   }
 
-  void emptySlot(Set *set) {
+  void emptySlot(Set *set) ORV_EXCLUDES(m_lock) {
     const mutex_guard emptying(m_lock);
     release(*set);
   }
@@ -61,12 +61,13 @@ class set_pool {
     set.m_poolSlot = ResultSetInfo::kNoSlot;
   }
 
-  bool isSlot(const Set *set) const {
+  // Unchecked: it looks at addresses alone, which no lock guards.
+  ORV_UNCHECKED bool isSlot(const Set *set) const {
     const std::less<const Set *> before;
     return !before(set, m_slots.data()) && before(set, m_slots.data() + kSize);
   }
 
   mutex *&m_lock;
-  std::array<Set, kSize> m_slots;
-  std::array<pid_t, kSize> m_takers{};
+  std::array<Set, kSize> m_slots ORV_GUARDED_BY(m_lock);
+  std::array<pid_t, kSize> m_takers ORV_GUARDED_BY(m_lock){};
 };

@@ -86,7 +86,7 @@ int runStatementLocked(_orv_db_handle_t *handle, const char *sql, const _orv_db_
                        MYSQL_STMT **stmt) {
   clearLastError();
   *stmt = nullptr;
-  open_statement open(mysql_stmt_init(&handle->mysql));
+  open_statement open(mysql_stmt_init(handle->connection()));
   if (open == nullptr) return CR_OUT_OF_MEMORY;
   int code = withText(open.get(), mysql_stmt_prepare(open.get(), sql, std::strlen(sql)));
   if (code != 0) return code;

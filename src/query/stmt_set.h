@@ -56,7 +56,7 @@ class StmtSetInfo final : public ResultSetInfo {
   template <class Out>
   unsigned int readNumber(unsigned int index, Out *out, enum_field_types type, bool isUnsigned);
   unsigned long fetch(unsigned int index, enum_field_types type, void *buffer, unsigned long size, bool isUnsigned);
-  void release();
+  void release() ORV_EXCLUDES(m_mutex);
 
   bool m_hasRow = false;
   MYSQL_RES *m_meta = nullptr;
@@ -69,5 +69,6 @@ class StmtSetInfo final : public ResultSetInfo {
   scratch m_scratch{};
 };
 
-StmtSetInfo *allocStmtSetInfo();
-void freeStmtSetInfo(StmtSetInfo *rs);
+// Before any handle's lock.
+StmtSetInfo *allocStmtSetInfo() ORV_EXCLUDES(s_pStmtSetPoolMutex, &_orv_db_handle_t::lock);
+void freeStmtSetInfo(StmtSetInfo *rs) ORV_EXCLUDES(s_pStmtSetPoolMutex, &_orv_db_handle_t::lock);
