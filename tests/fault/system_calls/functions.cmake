@@ -1,0 +1,18 @@
+# Are the C library's functions that the objects call exactly those that functions.txt names, each followed by a colon?
+#   cmake -DNM=nm -DLIST=functions.txt -DOBJECTS="a.o;b.o" -P functions.cmake
+
+execute_process(COMMAND ${NM} --undefined-only --no-sort ${OBJECTS} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL " U [a-z_][a-z0-9_]*\n" called "${symbols}")
+list(TRANSFORM called STRIP)
+list(TRANSFORM called REPLACE "^U " "")
+# What compiler and sanitizers add, what the C++ library calls, and the library's own.
+list(FILTER called EXCLUDE REGEX "^(__|s_)")
+list(REMOVE_DUPLICATES called)
+list(SORT called)
+
+file(STRINGS ${LIST} lines)
+list(TRANSFORM lines REPLACE ":.*" "" OUTPUT_VARIABLE listed)
+list(SORT listed)
+if(NOT called STREQUAL listed)
+  message(FATAL_ERROR "Called are:\n${called}\nListed are:\n${listed}")
+endif()
