@@ -168,7 +168,8 @@ void report(const Handle &handle) {
   while (step(vendors)) {
     std::printf("  %5lld  %s\n", integerColumn(vendors, 2), textColumn(vendors, 1).c_str());
   }
-  orv_db_result_reset(vendors.get());
+  orv_db_result_reset(vendors.get());  // so there may be a row again
+  // cppcheck-suppress knownConditionTrueFalse
   if (step(vendors)) printDevices(handle, integerColumn(vendors, 0), textColumn(vendors, 1));
 }
 

@@ -10,7 +10,8 @@ namespace {
 constexpr std::size_t kCodeDigits = 4;
 constexpr std::size_t kNameBegin = kCodeDigits + 2;
 
-// Nothing when `text` is not in the character set.
+// Nothing when `text` is not in the character set. A copy, since iconv() takes a pointer to text that it could change.
+// cppcheck-suppress passedByValue
 std::optional<std::string> convertToUtf8(std::string text, const char *charset) {
   std::string converted(text.size() * 2, '\0');  // the most that Latin-1 can become
   char *from = text.data();

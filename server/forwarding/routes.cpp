@@ -42,7 +42,7 @@ Route &Routes::routeOf(std::string_view key) {
   return *m_routes.emplace(ownKey, std::move(route)).first->second;
 }
 
-void Routes::cancel(Connection &reader, std::string_view key, std::uint8_t bits) {
+void Routes::cancel(const Connection &reader, std::string_view key, std::uint8_t bits) {
   Interest *interest = find(reader, key);
   if (interest == nullptr) return;
   countChange(*interest, [bits](Interest &cancelled) { cancelled.cancel(bits); });

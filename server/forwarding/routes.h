@@ -29,7 +29,7 @@ class Routes {
   explicit Routes(SipKey seed) : m_routes(0, Hash{seed}) {}
 
   Interest &add(Connection &reader, std::string_view key, std::uint8_t mask);
-  void cancel(Connection &reader, std::string_view key, std::uint8_t bits);
+  void cancel(const Connection &reader, std::string_view key, std::uint8_t bits);
   void remove(Interest &interest);
 
   // Null if there is none.

@@ -33,6 +33,7 @@
 #define ORV_UNCHECKED ORV_THREAD_SAFETY(no_thread_safety_analysis)
 
 // Has no constructor, so that it can stand in a zero-filled structure of C: init() comes before everything else.
+// cppcheck-suppress noConstructor
 class ORV_CAPABILITY("mutex") mutex {
  public:
   static mutex *create() {
@@ -54,18 +55,14 @@ class ORV_CAPABILITY("mutex") mutex {
 
 class ORV_CAPABILITY("mutex") rw_lock {
  public:
-  static rw_lock *create() {
-    auto *created = new rw_lock;
-    pthread_rwlock_init(&created->m_native, nullptr);
-    return created;
-  }
+  static rw_lock *create() { return new rw_lock; }
   void lock() ORV_ACQUIRE() { pthread_rwlock_wrlock(&m_native); }
   bool tryLock() ORV_TRY_ACQUIRE(true) { return pthread_rwlock_trywrlock(&m_native) == 0; }
   void lockShared() ORV_ACQUIRE_SHARED() { pthread_rwlock_rdlock(&m_native); }
   void unlock() ORV_RELEASE_ANY() { pthread_rwlock_unlock(&m_native); }
 
  private:
-  rw_lock() = default;
+  rw_lock() { pthread_rwlock_init(&m_native, nullptr); }
   pthread_rwlock_t m_native;
 };
 
