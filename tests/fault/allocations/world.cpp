@@ -1,10 +1,10 @@
 #include "fault/allocations/world.h"
 
-#include <functional>
+#include <iterator>
+#include <utility>
 
 #include "core/change_report.h"
 #include "core/connection.h"
-#include "fault/allocations/memory.h"
 
 namespace {
 
@@ -107,4 +107,10 @@ std::vector<std::string> World::heldLocks() const {
   return held;
 }
 
-long World::liveAllocations() { return ::liveAllocations() - static_cast<long>(s_mapPendingTables->size()); }
+void World::forgetClosedHandles() {
+  const write_guard forgetting(s_pConnInfoLock);
+  for (auto entry = s_mapPendingTables->begin(); entry != s_mapPendingTables->end();) {
+    const bool isOpen = s_mapConnInfo->count(reinterpret_cast<MYSQL *>(entry->first)) == 1;
+    entry = isOpen ? std::next(entry) : s_mapPendingTables->erase(entry);
+  }
+}

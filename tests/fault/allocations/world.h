@@ -48,8 +48,8 @@ class World {
 
   // By name.
   std::vector<std::string> heldLocks() const;
-  // What is allocated, without what the library keeps for the addresses of handles that have been closed.
-  static long liveAllocations();
+  // The library keeps an entry for the address of each handle that was ever open. The next open makes one again.
+  static void forgetClosedHandles();
 
   // Where calls leave what they make.
   Handle opened;
