@@ -50,6 +50,14 @@ std::vector<std::string> wrapperWords() {
   return {std::istream_iterator<std::string>(words), {}};
 }
 
+std::vector<std::string> commandOf(const fs::path &executable, const RegisteredProgram &program,
+                                   const ProgramArguments &arguments) {
+  std::vector<std::string> command = wrapperWords();
+  command.insert(command.end(), {executable, kChildProgramOption, program.name()});
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return command;
+}
+
 std::string nameOf(const std::string &assignment) { return assignment.substr(0, assignment.find('=')); }
 
 // This process's environment with the given variables in place of those of the same name.
@@ -94,12 +102,8 @@ ChildProgram::ChildProgram(const RegisteredProgram &program, const ProgramArgume
 ChildProgram::ChildProgram(const RegisteredProgram &program, const ProgramArguments &arguments,
                            const Setting &setting) {
   std::vector<std::string> command = setting.launcher;
-  for (const std::string &word : wrapperWords())
-    command.push_back(word);
-  command.push_back(executableNamed(setting.executableName));
-  command.emplace_back(kChildProgramOption);
-  command.push_back(program.name());
-  command.insert(command.end(), arguments.begin(), arguments.end());
+  const std::vector<std::string> words = commandOf(executableNamed(setting.executableName), program, arguments);
+  command.insert(command.end(), words.begin(), words.end());
   start(command, environmentWith(setting.environment));
 }
 
@@ -171,6 +175,12 @@ Ending runAs(const std::string &executableName, const RegisteredProgram &program
 
 Ending run(const RegisteredProgram &program, const ProgramArguments &arguments) {
   return runAs("", program, arguments);
+}
+
+void become(const RegisteredProgram &program, const ProgramArguments &arguments) {
+  std::vector<std::string> command = commandOf(executableNamed(""), program, arguments);
+  execvp(command[0].c_str(), pointers(command).data());
+  _exit(127);
 }
 
 bool isChildProgram(int argc, char **argv) { return argc >= 3 && std::strcmp(argv[1], kChildProgramOption) == 0; }

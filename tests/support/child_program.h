@@ -102,6 +102,9 @@ Ending runAs(const std::string &executableName, const RegisteredProgram &program
 // The same under this executable's own name.
 Ending run(const RegisteredProgram &program, const ProgramArguments &arguments = {});
 
+// In a forked child: goes on as the program, under this executable's own name.
+[[noreturn]] void become(const RegisteredProgram &program, const ProgramArguments &arguments = {});
+
 // For main(): whether this process is to be a child program, and then its exit status.
 bool isChildProgram(int argc, char **argv);
 int childProgramMain(int argc, char **argv);

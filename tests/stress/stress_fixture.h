@@ -1,0 +1,33 @@
+// A notification server, at the one fixed path, and the tables of the storms.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "support/child_program.h"
+#include "support/database.h"
+#include "support/program.h"
+#include "support/temporary_folder.h"
+
+// A number from the environment, by which script/stress asks for more than ctest does.
+int countFromEnvironment(const char *name, int otherwise);
+
+class StressTest : public DatabaseTest {
+ protected:
+  StressTest();
+
+  void startServer();
+  // From now on every handle is opened over TLS.
+  void useTls() const;
+
+  // Runs a program to its end, however long it takes: it has a watchdog of its own. Shows its figures.
+  void expectSuccess(const RegisteredProgram &program, const ProgramArguments &arguments);
+  // A child leaves locks behind, which counts as a leak.
+  static ChildProgram::Setting setting(const std::string &executableName = "");
+
+  std::string rowCount(const std::string &table) { return admin().value("SELECT COUNT(*) FROM " + table); }
+
+ private:
+  const TemporaryFolder folder_;
+  std::optional<Program> server_;
+};
