@@ -15,6 +15,11 @@ target_compile_options(orvdb_settings INTERFACE -Wall -Wextra -Wpedantic -Wshado
 if(ORVDB_WARNINGS_AS_ERRORS)
   target_compile_options(orvdb_settings INTERFACE -Werror)
 endif()
+# The standard library checks indices and the like wherever speed is not what counts.
+if(ORVDB_SANITIZER OR CMAKE_BUILD_TYPE STREQUAL "Debug")
+  set(ORVDB_CHECKED_LIBRARY ON)
+  target_compile_definitions(orvdb_settings INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
 if(ORVDB_SANITIZER)
   target_compile_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER} -fno-sanitize-recover=all
                                                   -fno-omit-frame-pointer
