@@ -10,10 +10,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <ctime>
 
 #include "event/deadline.h"
+#include "support/wait.h"
 
 namespace {
 
@@ -29,6 +31,8 @@ std::atomic<int> s_calls{0};
 std::atomic<bool> s_fallen{false};
 thread_local bool t_watched = false;
 
+std::atomic<int> s_threads{0};
+std::atomic<bool> s_exiting{false};
 std::atomic<int> s_polls{0};
 std::atomic<bool> s_inPoll{false};
 std::atomic<bool> s_replyAwaited{false};
@@ -39,6 +43,13 @@ struct Turn {
   int bytes = kWholly;
 };
 
+bool onMainThread() { return gettid() == getpid(); }
+
+void letMessageThreadEnd() {
+  constexpr std::chrono::seconds kLongerThanItTakes{5};
+  if (s_exiting && onMainThread()) waitUntil([] { return s_threads == 0; }, kLongerThanItTakes);
+}
+
 Turn turnOf(const char *call) {
   if (!t_watched || s_plan.nth == 0 || std::strcmp(call, s_plan.fault.call) != 0) return {};
   const Fault &fault = s_plan.fault;
@@ -47,6 +58,7 @@ Turn turnOf(const char *call) {
   if (torn && number == s_plan.nth + 1) return {fault.error, kWholly};
   if (number != s_plan.nth && !(fault.forGood && number > s_plan.nth)) return {};
   s_fallen = true;
+  if (s_plan.fault.consequence != Fault::exitWaitsInVain) letMessageThreadEnd();
   return {torn ? 0 : fault.error, fault.bytes};
 }
 
@@ -87,16 +99,22 @@ void *runWatched(void *start) {
   const ThreadStart thread = *static_cast<ThreadStart *>(start);
   delete static_cast<ThreadStart *>(start);
   watchThisThread(true);
-  return thread.body(thread.argument);
+  ++s_threads;
+  void *const result = thread.body(thread.argument);
+  --s_threads;
+  return result;
 }
-
-bool onMainThread() { return gettid() == getpid(); }
 
 }  // namespace
 
 void planFault(const Fault &fault, int nth) { s_plan = {fault, nth}; }
 bool faultHasFallen() { return s_fallen; }
 void watchThisThread(bool watched) { t_watched = watched; }
+void watchTheExit() {
+  s_exiting = true;
+  watchThisThread(true);
+}
+int clientThreads() { return s_threads; }
 PollState pollState() { return {s_polls, s_inPoll}; }
 bool replyIsAwaited() { return s_replyAwaited; }
 void forgetAwaitedReply() { s_replyAwaited = false; }
@@ -151,9 +169,10 @@ ssize_t __wrap_read(int fd, void *buffer, size_t length) {
   return transfer("read", length, [=](size_t count) { return __real_read(fd, buffer, count); });
 }
 
-// A descriptor is gone whatever the call says.
+// A descriptor is gone whatever the call says. Looking at the threads orders this behind the end of one.
 int __real_close(int fd);
 int __wrap_close(int fd) {
+  [[maybe_unused]] const int seen = s_threads;
   const int result = __real_close(fd);
   return perform("close", [=] { return result; });
 }

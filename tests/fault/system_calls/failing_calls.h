@@ -21,6 +21,13 @@ auto inLibrary(Call call) {
   return result;
 }
 
+// From now on the client ends, on this thread. Where it cannot wait for the message thread it goes on beside it, as it
+// is meant to; here the message thread ends first all the same, lest its last steps be taken for a race.
+void watchTheExit();
+
+// How many message threads there are.
+int clientThreads();
+
 // How often the message thread has called poll, and whether it is in there now.
 struct PollState {
   int calls;

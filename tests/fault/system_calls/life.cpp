@@ -13,11 +13,6 @@ namespace {
 
 constexpr int kDescriptorsOfAClient = 3;  // its socket and both ends of its pipe
 
-std::size_t entriesOf(const char *folder) {
-  const std::filesystem::directory_iterator entries(folder);
-  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
 // Fallen where it has no consequence, a fault goes unnoticed.
 Fault withConsequence(Fault fault, int nth) {
   if (fault.occurrences != 0 && nth > fault.occurrences) fault.consequence = Fault::unnoticed;
@@ -28,7 +23,10 @@ bool isTorn(const Fault &fault) { return fault.error != 0 && fault.bytes != kWho
 
 }  // namespace
 
-std::size_t openDescriptors() { return entriesOf("/proc/self/fd"); }
+std::size_t openDescriptors() {
+  const std::filesystem::directory_iterator entries("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
 
 Life::Life(const Fault &fault, int nth)
     : fault_(withConsequence(fault, nth)),
@@ -47,8 +45,7 @@ Life::Life(const Fault &fault, int nth)
         }
       }()),
       cutsStream_(fault_.consequence == Fault::sendingFails && isTorn(fault_)),
-      descriptorsBefore_(openDescriptors()),
-      threadsBefore_(entriesOf("/proc/self/task")) {
+      descriptorsBefore_(openDescriptors()) {
   planFault(fault, nth);
 }
 
@@ -174,8 +171,7 @@ void Life::loseConnection() {
 
 void Life::expectNothingLeftOver() const {
   EXPECT_EQ(openDescriptors(), descriptorsBefore_ + kDescriptorsOfAClient);
-  const auto threadIsAlone = [this] { return entriesOf("/proc/self/task") == threadsBefore_ + (ended_ ? 0 : 1); };
-  EXPECT_TRUE(waitUntil(threadIsAlone));
+  EXPECT_TRUE(waitUntil([this] { return clientThreads() == (ended_ ? 0 : 1); }));
 }
 
 // The message thread has dealt with everything that has been sent to it, or has ended.

@@ -52,7 +52,6 @@ class Life {
   NotificationPeer peer_;
   std::vector<PeerRecord> heard_;
   std::size_t descriptorsBefore_;
-  std::size_t threadsBefore_;
 };
 
 std::size_t openDescriptors();

@@ -26,7 +26,7 @@ CHILD_PROGRAM(LivesThroughAFault) {
   s_life = new Life(faults().at(std::stoul(arguments.at(0))), std::stoi(arguments.at(1)));
   s_descriptors = openDescriptors();
   s_life->live();
-  beforeTheManagerEnds = [] { watchThisThread(true); };
+  beforeTheManagerEnds = watchTheExit;
   afterTheManager = [] {
     watchThisThread(false);
     say(faultHasFallen() ? kFallen : kNotReached);
