@@ -1,6 +1,7 @@
 # What every target of this tree is compiled with: `orvdb_settings` carries it, privately.
 
 option(ORVDB_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+option(ORVDB_COVERAGE "Count what is executed: see script/coverage" OFF)
 set(ORVDB_SANITIZER "" CACHE STRING "Value of -fsanitize for every target, or empty")
 
 set(CMAKE_C_STANDARD 99)
@@ -26,4 +27,15 @@ if(ORVDB_SANITIZER)
                                                   # GCC warns of what the instrumentation itself brings in.
                                                   $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(orvdb_settings INTERFACE -fsanitize=${ORVDB_SANITIZER})
+endif()
+
+if(ORVDB_COVERAGE)
+  add_library(orvdb_dump_counters STATIC ${PROJECT_SOURCE_DIR}/tests/support/dump_counters.c)
+  target_compile_options(orvdb_dump_counters PRIVATE -fPIC)
+  set(ends_of_a_process _exit _Exit abort execl execv execve execvp)
+  list(TRANSFORM ends_of_a_process PREPEND -Wl,--wrap=)
+  target_compile_options(orvdb_settings INTERFACE --coverage -fprofile-update=atomic)
+  # The compiler's own library, which comes last, calls abort, too.
+  target_link_options(orvdb_settings INTERFACE --coverage ${ends_of_a_process} -Wl,--undefined=__wrap_abort)
+  target_link_libraries(orvdb_settings INTERFACE orvdb_dump_counters)
 endif()
