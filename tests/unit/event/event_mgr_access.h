@@ -107,6 +107,14 @@ struct db_event_mgr_test_access {
     return false;
   }
 
+  // What the message thread does.
+  static void runMessageLoop() { manager().msgLoopHdlr(); }
+  static bool receiveRecord() { return manager().receiveRecord(); }
+  static void forgetPosts() {
+    while (sem_trywait(&manager().m_regSem) == 0) {
+    }
+  }
+
   static int doSendMsg(int fd, const void *bytes, int length) { return mgr::doSendMsg(fd, bytes, length); }
   static int doRecvMsg(int fd, void *buffer, int length) { return mgr::doRecvMsg(fd, buffer, length); }
   static int sendMessage(const void *bytes, int length) { return manager().sendMessage(bytes, length); }
