@@ -3,6 +3,7 @@
 #include "child_name.h"
 #include "core/connection.h"
 #include "core/log.h"
+#include "event/db_event_mgr.h"
 #include "exit_order.h"
 #include "in_child.h"
 #include "query/raw_set.h"
@@ -78,6 +79,16 @@ CHILD_PROGRAM(ForksAfterExit) {
   });
 }
 
+// A thread that holds the locks while the process exits may never let them go.
+CHILD_PROGRAM(ForksAfterExitWhileTheEventManagerIsLocked) {
+  return exitAndThen(arguments, [] {
+    db_event_mgr::getInstance()->prepare_for_fork();
+    expect(inChild([] { return 0; }) == exited(0), "a fork works");
+    orv_db_close(s_handle);
+    done();
+  });
+}
+
 // Only an exit handler can tell, since the connection ends with the process in any case.
 CHILD_PROGRAM(ClosesAfterExit) {
   return exitAndThen(arguments, [] {
@@ -135,6 +146,10 @@ TEST_F(AfterExit, AnOpenHandleWritesAndReadsWithoutAnnouncing) {
 TEST_F(AfterExit, ForkHandlersLeaveTheEventManagerAlone) {
   expectSuccess(ForksAfterExit);
   EXPECT_EQ(peer_.connectionCount(), 1);
+}
+
+TEST_F(AfterExit, ForkDoesNotWaitForALockOfTheEventManager) {
+  expectSuccess(ForksAfterExitWhileTheEventManagerIsLocked);
 }
 
 TEST_F(AfterExit, TheLogCanStillBeWritten) {
