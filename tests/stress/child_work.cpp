@@ -44,7 +44,7 @@ int connectionsToTheServer() {
 }
 
 CHILD_PROGRAM(DoesAChildsWork) {
-  if (connectionsToTheServer() != 1) return 1;
+  EXPECT_EQ(connectionsToTheServer(), 1);
   return doChildsWork(arguments.at(0), std::stoi(arguments.at(1)));
 }
 

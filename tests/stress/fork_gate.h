@@ -6,10 +6,10 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
-#include "support/wait.h"
-
-// Many may be inside, or nobody.
+// Many may be inside, or nobody. Whoever waits does so without a deadline: that is the watchdog's.
 class Turnstile {
  public:
   class Pass {
@@ -17,7 +17,7 @@ class Turnstile {
     explicit Pass(Turnstile &turnstile) : inside_(turnstile.inside_) {
       for (++inside_; turnstile.isClosed_; ++inside_) {
         --inside_;
-        waitUntil([&] { return !turnstile.isClosed_; });
+        waitWhile([&] { return turnstile.isClosed_.load(); });
       }
     }
     ~Pass() { --inside_; }
@@ -32,7 +32,7 @@ class Turnstile {
    public:
     explicit Closed(Turnstile &turnstile) : isClosed_(turnstile.isClosed_) {
       isClosed_ = true;
-      waitUntil([&] { return turnstile.inside_ == 0; });
+      waitWhile([&] { return turnstile.inside_ > 0; });
     }
     ~Closed() { isClosed_ = false; }
     Closed(const Closed &) = delete;
@@ -43,14 +43,26 @@ class Turnstile {
   };
 
  private:
+  template <class Condition>
+  static void waitWhile(Condition condition) {
+    while (condition())
+      std::this_thread::sleep_for(std::chrono::microseconds(50));
+  }
+
   std::atomic<int> inside_{0};
   std::atomic<bool> isClosed_{false};
 };
 
+// AddressSanitizer's allocator does not survive a fork beside threads that allocate memory: the child waits for ever.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kForksBetweenSteps = true;
+#else
+constexpr bool kForksBetweenSteps = false;
+#endif
+
 class ForkGate {
  public:
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  // The sanitizers' allocators do not survive a fork beside threads that allocate memory.
+#if defined(__SANITIZE_ADDRESS__)
   struct Step {
     explicit Step(ForkGate &gate) : pass(gate.steps_) {}
     const Turnstile::Pass pass;
@@ -84,9 +96,9 @@ class ForkGate {
     const Turnstile::Pass pass;
   };
   struct ForkInCallback {
-    explicit ForkInCallback(ForkGate &gate) : withoutRegistrations(gate.registrations_), fork(gate) {}
+    explicit ForkInCallback(ForkGate &gate) : fork(gate), withoutRegistrations(gate.registrations_) {}
+    const Fork fork;  // first: a thread that is let out of its step may have to register before it gets there
     const Turnstile::Closed withoutRegistrations;
-    const Fork fork;
   };
 
  private:

@@ -5,13 +5,15 @@
 
 #include "stress/child_work.h"
 #include "stress/fork_gate.h"
-#include "stress/stress_fixture.h"
+#include "stress/storm_fixture.h"
 #include "stress/tables.h"
 #include "support/watchdog.h"
 #include "unit/core/in_child.h"
 #include "unit/core/writing_test.h"
 
 namespace {
+
+constexpr std::chrono::microseconds kPause{300};
 
 // Threads that write and announce nothing to anybody, since nobody is there.
 class Writers {
@@ -21,13 +23,14 @@ class Writers {
       thread = std::thread([&, db] {
         WatchedThread me(watchdog, "writer");
         const Handle handle = openHandle(db);
-        while (!enough_) {
+        for (++atWork_; !enough_; std::this_thread::sleep_for(kPause)) {
           me.at("insert");
           const ForkGate::Step step(gate);
           EXPECT_EQ(insertRow(handle, kWrittenTable, 1), 0) << orv_db_get_error_str();
         }
       });
     }
+    EXPECT_TRUE(waitUntil([this] { return atWork_ == static_cast<int>(threads_.size()); }));
   }
   ~Writers() {
     enough_ = true;
@@ -39,6 +42,7 @@ class Writers {
 
  private:
   std::atomic<bool> enough_{false};
+  std::atomic<int> atWork_{0};
   std::vector<std::thread> threads_{4};
 };
 
@@ -89,7 +93,7 @@ CHILD_PROGRAM(AnnouncesBeats) {
   return 0;
 }
 
-class LateServer : public StressTest {};
+class LateServer : public StormTest {};
 
 }  // namespace
 

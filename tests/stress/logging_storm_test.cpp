@@ -7,7 +7,7 @@
 
 #include "stress/child_work.h"
 #include "stress/fork_gate.h"
-#include "stress/stress_fixture.h"
+#include "stress/storm_fixture.h"
 #include "stress/tables.h"
 #include "support/process.h"
 #include "support/system_log.h"
@@ -16,6 +16,8 @@
 #include "unit/core/writing_test.h"
 
 namespace {
+
+constexpr std::chrono::microseconds kPause{300};
 
 // Ends with 0 once it has logged its transaction.
 int logTransaction(const std::string &db, const char *table, int number) {
@@ -32,18 +34,20 @@ CHILD_PROGRAM(ForksBesideTransactions) {
   WatchedThread here(watchdog, "forking");
   ForkGate gate;
   std::atomic<bool> enough{false};
+  std::atomic<int> atWork{0};
   std::atomic<int> rows{0};
   std::vector<std::thread> threads(2);
   for (std::thread &thread : threads) {
     thread = std::thread([&] {
       WatchedThread me(watchdog, "transactions");
-      while (!enough) {
+      for (++atWork; !enough; std::this_thread::sleep_for(kPause)) {
         me.at("transaction");
         const ForkGate::Step step(gate);
         EXPECT_EQ(logTransaction(db, kWrittenTable, ++rows), 0);
       }
     });
   }
+  EXPECT_TRUE(waitUntil([&] { return atWork == static_cast<int>(threads.size()); }));
   for (int number = 0; number < std::stoi(arguments.at(1)); ++number) {
     here.at("fork");
     std::optional<pid_t> child;
@@ -65,7 +69,7 @@ CHILD_PROGRAM(ForksBesideTransactions) {
   return 0;
 }
 
-class LoggingForkStorm : public StressTest {
+class LoggingForkStorm : public StormTest {
  protected:
   LoggingForkStorm() { startServer(); }
 

@@ -1,11 +1,13 @@
 // Eight threads register and cancel, again and again, while changes of all their tables pour in and other threads
 // announce.
 #include <atomic>
+#include <deque>
 #include <iostream>
 #include <map>
+#include <mutex>
 #include <thread>
 
-#include "stress/stress_fixture.h"
+#include "stress/count.h"
 #include "support/connected_peer.h"
 #include "support/watchdog.h"
 
@@ -35,6 +37,14 @@ void hear(const char *, const char *, _orv_db_action_t, unsigned long long row, 
   ++heard.count;
 }
 
+// A callback may still run when its registration has been cancelled, so what it writes to stays.
+Heard &newHeard() {
+  static auto &all = *new std::deque<Heard>;
+  static std::mutex mutex;
+  const std::lock_guard<std::mutex> adding(mutex);
+  return all.emplace_back();
+}
+
 class RegistrationStorm : public testing::Test {
  protected:
   static int rounds() { return countFromEnvironment("ORVDB_ROUNDS", 24); }
@@ -42,8 +52,7 @@ class RegistrationStorm : public testing::Test {
   // Registers, hears changes without a gap, cancels, and hears no more than the one that was being delivered.
   void registerAndCancel(WatchedThread &here, const std::string &table, unsigned long long &lastHeard) {
     here.at("register");
-    // A callback may still run when its registration has been cancelled: what it writes to stays.
-    Heard &heard = *new Heard;
+    Heard &heard = newHeard();
     ASSERT_EQ(orv_db_register_callback(kDb, table.c_str(), ORV_DB_ACTION_ALL, &heard, 0, hear), ORV_DB_OK);
     here.at("waiting for changes");
     EXPECT_TRUE(waitUntil([&] { return heard.count >= 3; }));

@@ -6,7 +6,7 @@
 #include <memory>
 #include <thread>
 
-#include "stress/stress_fixture.h"
+#include "stress/count.h"
 #include "stress/worker.h"
 #include "support/connected_peer.h"
 #include "support/watchdog.h"
@@ -17,7 +17,7 @@ namespace {
 constexpr int kOwners = 16;
 constexpr int kSharers = 8;
 
-class ThreadStorm : public StressTest {
+class ThreadStorm : public DatabaseTest {
  protected:
   static int rounds() { return countFromEnvironment("ORVDB_ROUNDS", 24); }
 

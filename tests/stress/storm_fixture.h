@@ -4,17 +4,15 @@
 #include <optional>
 #include <string>
 
+#include "stress/count.h"
 #include "support/child_program.h"
 #include "support/database.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"
 
-// A number from the environment, by which script/stress asks for more than ctest does.
-int countFromEnvironment(const char *name, int otherwise);
-
-class StressTest : public DatabaseTest {
+class StormTest : public DatabaseTest {
  protected:
-  StressTest();
+  StormTest();
 
   void startServer();
   // From now on every handle is opened over TLS.
