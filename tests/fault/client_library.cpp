@@ -242,6 +242,6 @@ unsigned long *mysql_fetch_lengths(MYSQL_RES *result) {
 
 void mysql_data_seek(MYSQL_RES *result, my_ulonglong row) {
   const NoFailures calm;
-  resultOf(result, "mysql_data_seek").nextRow = row;
+  resultOf(result, "mysql_data_seek").nextRow = static_cast<std::size_t>(row);
 }
 }

@@ -169,7 +169,7 @@ int mysql_stmt_fetch_column(MYSQL_STMT *stmt, MYSQL_BIND *bind, unsigned int col
 
 void mysql_stmt_data_seek(MYSQL_STMT *stmt, my_ulonglong row) {
   const NoFailures calm;
-  preparedStatement(stmt, "mysql_stmt_data_seek").nextRow = row;
+  preparedStatement(stmt, "mysql_stmt_data_seek").nextRow = static_cast<std::size_t>(row);
 }
 
 my_ulonglong mysql_stmt_affected_rows(MYSQL_STMT *stmt) {

@@ -55,7 +55,7 @@ std::size_t openDescriptors(pid_t pid) {
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
-void limitDescriptors(pid_t pid, rlim_t count) {
+void limitDescriptors(pid_t pid, std::size_t count) {
   rlimit limit{};
   const bool isKnown = prlimit(pid, RLIMIT_NOFILE, nullptr, &limit) == 0;
   limit.rlim_cur = count;

@@ -15,7 +15,7 @@ constexpr std::uint8_t kAll = 7;
 inline std::vector<RecordBytes> changesOf(const std::string &table, std::uint8_t action, std::uint64_t firstId,
                                           std::uint64_t count) {
   std::vector<RecordBytes> records;
-  records.reserve(count);
+  records.reserve(static_cast<std::size_t>(count));
   for (std::uint64_t id = firstId; id < firstId + count; ++id)
     records.push_back(changeRecord("shop", table, action, id));
   return records;

@@ -27,9 +27,9 @@ Peer youngProcess(pid_t pid = 12) { return process(pid, kListenTicks + 1); }
 // --- when ------------------------------------------------------------------------------------------------------------
 
 // The seconds after the start at which everybody is told, for one that looks at the clock each `step`.
-std::vector<long> sweeps(std::chrono::milliseconds step, std::chrono::seconds end) {
+std::vector<std::int64_t> sweeps(std::chrono::milliseconds step, std::chrono::seconds end) {
   Resync resync = makeResync();
-  std::vector<long> seconds;
+  std::vector<std::int64_t> seconds;
   for (std::chrono::milliseconds at{0}; at <= end; at += step) {
     if (resync.takeDue(kStart + at)) seconds.push_back(std::chrono::duration_cast<std::chrono::seconds>(at).count());
   }
@@ -37,7 +37,7 @@ std::vector<long> sweeps(std::chrono::milliseconds step, std::chrono::seconds en
 }
 
 TEST(ResyncSchedule, DoublesFromTwoSecondsTo2048AndEnds) {
-  EXPECT_EQ(sweeps(500ms, 10'000s), (std::vector<long>{2, 4, 8, 16, 32, 64, 128, 256, 512, 1024, 2048}));
+  EXPECT_EQ(sweeps(500ms, 10'000s), (std::vector<std::int64_t>{2, 4, 8, 16, 32, 64, 128, 256, 512, 1024, 2048}));
 }
 
 TEST(ResyncSchedule, IsNotEarlyByANanosecond) {

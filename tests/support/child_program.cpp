@@ -19,6 +19,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "support/emulator.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -53,6 +55,8 @@ std::vector<std::string> wrapperWords() {
 std::vector<std::string> commandOf(const fs::path &executable, const RegisteredProgram &program,
                                    const ProgramArguments &arguments) {
   std::vector<std::string> command = wrapperWords();
+  const std::vector<std::string> emulator = emulatorWords();
+  command.insert(command.end(), emulator.begin(), emulator.end());
   command.insert(command.end(), {executable, kChildProgramOption, program.name()});
   command.insert(command.end(), arguments.begin(), arguments.end());
   return command;
@@ -143,7 +147,7 @@ std::string ChildProgram::output() const {
   while ((length = pread(output_.get(), buffer, sizeof buffer, static_cast<off_t>(text.size()))) > 0) {
     text.append(buffer, static_cast<std::size_t>(length));
   }
-  return text;
+  return withoutEmulatorsLines(text);
 }
 
 void ChildProgram::waitForOutput(const std::string &part, std::chrono::milliseconds patience) const {

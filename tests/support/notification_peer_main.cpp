@@ -119,7 +119,7 @@ void Peer::carryOut(const PeerCommandHeader &header, const Bytes &bytes) {
       openConnection(header.connection).send(bytes);
       break;
     case PeerCommand::sendInPieces:
-      openConnection(header.connection).sendInPieces(bytes, header.number);
+      openConnection(header.connection).sendInPieces(bytes, static_cast<std::size_t>(header.number));
       break;
     case PeerCommand::limitReading:
       connection(header.connection).limitReading(static_cast<PeerLimit>(header.mode), header.number);

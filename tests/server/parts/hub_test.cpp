@@ -176,7 +176,7 @@ TEST_F(HubTest, ClientThatIsCutIsHeardOut) {
   }
   while (hub_.isBusy())
     pass();
-  const std::size_t changes = hub_.counters().recordsOut;
+  const std::uint64_t changes = hub_.counters().recordsOut;
   std::size_t heard = 0;
   for (Bytes bytes; !(bytes = reader.take()).empty(); pass())
     heard += bytes.size();

@@ -54,6 +54,11 @@ int __wrap___cxa_atexit(void (*destroy)(void *), void *object, void *dso) {
   return __real___cxa_atexit(kDestroy[s_count++], object, dso);
 }
 
+// On 32-bit Arm compilers call this one, with the arguments the other way round.
+int __wrap___aeabi_atexit(void *object, void (*destroy)(void *), void *dso) {
+  return __wrap___cxa_atexit(destroy, object, dso);
+}
+
 int __real___register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void *dso);
 int __wrap___register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void *dso) {
   s_forkHandlersAreThere = true;

@@ -30,7 +30,7 @@ std::size_t heapBytes() {
 
 std::ptrdiff_t mappings() {
   std::ifstream maps("/proc/self/maps");
-  return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+  return static_cast<std::ptrdiff_t>(std::count(std::istreambuf_iterator<char>(maps), {}, '\n'));
 }
 
 // What each round might leave behind.

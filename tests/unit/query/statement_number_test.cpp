@@ -90,11 +90,14 @@ TEST_F(StatementNumber, TextIsConvertedUpToTheFirstOtherCharacter) {
   EXPECT_EQ((read<orv_db_result_column_double, double>(text, 2)), -3.75);
 }
 
-// The getter's own sign counts, not the column's: only the unsigned one reaches the upper half.
+// The getter's own sign counts, not the column's: only the unsigned one reaches the upper half. Past its end the signed
+// one has what the processor makes of such a number: the least one on 64-bit machines, the same bits on 32-bit Arm.
 TEST_F(StatementNumber, UpperHalfOfADoubleIsReadByTheUnsignedGetter) {
   ResultSetInfo *number = row("18e18 AS a");
   EXPECT_EQ((read<orv_db_result_column_uint64, unsigned long long>(number)), 18000000000000000000ULL);
-  EXPECT_NE((read<orv_db_result_column_int64, long long>(number)), static_cast<long long>(18000000000000000000ULL));
+  EXPECT_EQ(
+      (read<orv_db_result_column_int64, long long>(number)),
+      sizeof(long) == 8 ? std::numeric_limits<long long>::min() : static_cast<long long>(18000000000000000000ULL));
 }
 
 TEST_F(StatementNumber, BitColumnIsReadAsItsByte) {

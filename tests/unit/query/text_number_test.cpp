@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace {
 
@@ -23,6 +24,11 @@ void check(const Case (&cases)[Count]) {
     SCOPED_TRACE(testing::Message() << '"' << tested.text << '"');
     EXPECT_EQ(textToLong(tested.text), tested.asLong);
     EXPECT_EQ(textToUnsignedLong(tested.text), tested.asUnsignedLong);
+    // Where long has 32 bits, the C library says the same.
+    if constexpr (sizeof(long) == sizeof(std::int32_t)) {
+      EXPECT_EQ(std::strtol(tested.text, nullptr, 10), tested.asLong);
+      EXPECT_EQ(std::strtoul(tested.text, nullptr, 10), tested.asUnsignedLong);
+    }
   }
 }
 

@@ -20,6 +20,7 @@
 
 #include "shell.h"
 #include "support/child_program.h"
+#include "support/emulator.h"
 #include "support/notification_peer.h"
 #include "support/private_root.h"
 #include "support/system_log.h"
@@ -272,7 +273,9 @@ TEST_F(PrivateRoot, WorksWithoutRoot) {
 }
 
 TEST_F(PrivateRoot, TestProgramsRefuseToRunWithoutIt) {
-  const std::string self = inQuotes(fs::read_symlink("/proc/self/exe"));
+  std::string self = inQuotes(fs::read_symlink("/proc/self/exe"));
+  for (const std::string &word : emulatorWords())
+    self.insert(0, inQuotes(word) + " ");
   EXPECT_EQ(shell(self + " --gtest_list_tests").status, 0);
   const ShellOutcome outcome = shellWithEmptyEtc(self + " --gtest_list_tests");
   EXPECT_EQ(outcome.status, 1);
