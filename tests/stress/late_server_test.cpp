@@ -57,7 +57,7 @@ int workWithoutAServer(const std::string &db, int number) {
 
 template <class Work>
 void forkOften(ForkGate &gate, WatchedThread &here, int first, int count, Work work) {
-  for (int number = first; number < first + count; ++number) {
+  for (int number = first; number < first + count && !testing::Test::HasFailure(); ++number) {
     here.at("fork");
     pid_t child = 0;
     {

@@ -19,9 +19,8 @@ namespace {
 
 constexpr std::chrono::microseconds kPause{300};
 
-// Ends with 0 once it has logged its transaction.
-int logTransaction(const std::string &db, const char *table, int number) {
-  const Handle handle = openHandle(db);
+// Gives 0 once the transaction is done, and with that logged.
+int logTransaction(const Handle &handle, const char *table, int number) {
   if (!handle || orv_db_begin_transaction(handle.get()) != ORV_DB_OK) return 2;
   if (insertRow(handle, table, number) != ORV_DB_OK) return 3;
   return orv_db_commit_transaction(handle.get()) == ORV_DB_OK ? 0 : 4;
@@ -40,22 +39,23 @@ CHILD_PROGRAM(ForksBesideTransactions) {
   for (std::thread &thread : threads) {
     thread = std::thread([&] {
       WatchedThread me(watchdog, "transactions");
+      const Handle handle = openHandle(db);
       for (++atWork; !enough; std::this_thread::sleep_for(kPause)) {
         me.at("transaction");
         const ForkGate::Step step(gate);
-        EXPECT_EQ(logTransaction(db, kWrittenTable, ++rows), 0);
+        EXPECT_EQ(logTransaction(handle, kWrittenTable, ++rows), 0) << orv_db_get_error_str();
       }
     });
   }
   EXPECT_TRUE(waitUntil([&] { return atWork == static_cast<int>(threads.size()); }));
-  for (int number = 0; number < std::stoi(arguments.at(1)); ++number) {
+  for (int number = 0; number < std::stoi(arguments.at(1)) && !testing::Test::HasFailure(); ++number) {
     here.at("fork");
     std::optional<pid_t> child;
     {
       const ForkGate::Fork alone(gate);
       child = startChild([&] {
         endWhenLate();
-        return logTransaction(db, kChildren, number);
+        return logTransaction(openHandle(db), kChildren, number);
       });
     }
     here.at("waiting for the child");
