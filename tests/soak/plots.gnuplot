@@ -12,7 +12,8 @@ colour(p) = p[1:1] eq "r" ? 0x2166ac : p[1:1] eq "w" ? 0xb2182b : p[1:1] eq "f" 
 # Of all processes of a kind together, between one sample and the next.
 a_second(kind, column) = "< awk -F, '$2 ~ /^" . kind . "/ { now[$2] = $" . column . " } " . \
   "$2 == \"database\" { sum = 0; for (p in now) sum += now[p]; " . \
-  "if (NR > 30 && $1 > then) print $1 \",\" (sum - before) / ($1 - then); before = sum; then = $1 }' " . samples
+  "if ($1 < then + 1) next; if (then > 0) print $1 \",\" (sum - before) / ($1 - then); " . \
+  "before = sum; then = $1 }' " . samples
 # How many of them so far.
 in_all(what) = "< awk -F, 'BEGIN { print \"0,0\" } $2 ~ /^" . what . "/ { print $1 \",\" ++n }' " . events
 
@@ -23,6 +24,7 @@ set key outside right top
 set xlabel "minutes"
 set grid
 set yrange [0:*]
+set xrange [0:*] noextend
 set multiplot layout 6,1
 
 set title "Resident memory, MiB, without the database server: readers blue, writers red, those that fork green, visitors orange"
@@ -37,7 +39,7 @@ plot for [p in crew] of(p) using ($1/60):4 with lines linecolor rgb colour(p), \
 set title "Threads"
 plot for [p in crew . " server"] of(p) using ($1/60):5 with lines linecolor rgb colour(p)
 
-set key inside right top
+set key above
 set title "Changes a second"
 plot a_second("reader", 6) using ($1/60):2 with lines title "heard by all readers", \
   a_second("writer", 8) using ($1/60):2 with lines title "written by the writers"
