@@ -53,10 +53,14 @@ class Client {
     return handle;
   }
 
+  // The client of a child that was forked while there was no server is started by an announcement, and by nothing else:
+  // here by one that nobody hears.
   void registerFor(const char *table, _orv_db_action_t action, void *data, orv_db_change_cb callback) const {
     persist([&] {
-      return orv_db_retry_init() == ORV_DB_OK &&
-             orv_db_register_callback(database(), table, action, data, 0, callback) == ORV_DB_OK;
+      if (orv_db_retry_init() != ORV_DB_OK) return false;
+      const int status = orv_db_register_callback(database(), table, action, data, 0, callback);
+      if (status == ORV_DB_GONE) orv_db_notify_change(database(), kDrafts, ORV_DB_ACTION_UPDATE, kUnknownRow);
+      return status == ORV_DB_OK;
     });
   }
 

@@ -2,10 +2,12 @@
 //
 // Forks a child every few seconds. The child opens a handle, registers and inserts a row, the parent hears of the row
 // and answers with an update, and the child, once it has heard of that, ends.
+#include <sys/prctl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <map>
 #include <mutex>
 #include <set>
 #include <utility>
@@ -16,7 +18,8 @@ namespace {
 
 constexpr std::chrono::seconds kBetweenForks{3};
 constexpr std::chrono::milliseconds kRest{50};
-constexpr std::chrono::seconds kLongestLife{90};
+constexpr std::chrono::seconds kLongestWait{90};
+constexpr std::chrono::seconds kLongestLife{180};
 
 using Clock = std::chrono::steady_clock;
 
@@ -52,7 +55,7 @@ class Child {
   }
 
   bool hasAnswerInTime() {
-    const auto deadline = Clock::now() + kLongestLife;
+    const auto deadline = Clock::now() + kLongestWait;
     ask();
     while (!hasAnswer()) {
       if (Clock::now() > deadline) return false;
@@ -125,6 +128,7 @@ class Forker {
       }
       for (const unsigned long long row : m_heard.take())
         answer(row);
+      endThoseThatHang();
       collect(WNOHANG);
       Client::sleep(kRest);
     }
@@ -132,7 +136,7 @@ class Forker {
 
   // The children have got the signal, or find that nobody answers.
   void end() {
-    for (const pid_t child : m_children)
+    for (const auto &[child, begin] : m_children)
       kill(child, SIGTERM);
     while (!m_children.empty())
       collect(0);
@@ -143,8 +147,9 @@ class Forker {
   void forkChild() {
     const bool isQuick = (m_forks++ % 2) == 0;
     const pid_t pid = fork();
-    if (pid > 0) m_children.insert(pid);
+    if (pid > 0) m_children.emplace(pid, Clock::now());
     if (pid != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     static Heard heard;  // the parent's may be locked for ever by a thread that is not in this process
     const int status = isGoodLife(m_client, heard) ? 0 : 1;
     if (isQuick) _exit(status);
@@ -167,6 +172,11 @@ class Forker {
     if (!isOne || attempts > 1) orv_db_notify_change(m_client.database(), kFamily, ORV_DB_ACTION_UPDATE, row);
   }
 
+  void endThoseThatHang() const {
+    for (const auto &[child, begin] : m_children)
+      if (Clock::now() - begin > kLongestLife) kill(child, SIGKILL);
+  }
+
   void collect(int options) {
     int status = 0;
     for (pid_t pid = 0; (pid = waitpid(-1, &status, options)) > 0;) {
@@ -179,7 +189,7 @@ class Forker {
   const Client m_client;
   const Handle m_handle;
   Heard m_heard;
-  std::set<pid_t> m_children;
+  std::map<pid_t, Clock::time_point> m_children;
   int m_forks = 0;
 };
 
