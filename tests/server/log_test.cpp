@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "server/other_user.h"
 #include "server/server_fixture.h"
 #include "support/system_log.h"
 
@@ -224,6 +225,44 @@ TEST_P(LogThatNobodyReads, HoldsNobodyUpAndGoesOnWhenItIsRead) {
     return readWhatIsThere(errors.readEnd.get()).find("refused process") != std::string::npos;
   }));
 }
+
+// A pipe of root's can't be opened again by the server's user.
+class LogOfAnotherUser : public ServerLog, public testing::WithParamInterface<uid_t> {
+ protected:
+  Program startWithErrorsTo(int descriptor) {
+    const std::string program = folder() / "orvdb_server";
+    std::filesystem::permissions(folder(), std::filesystem::perms::all);
+    std::filesystem::copy_file(ORVDB_SERVER_PROGRAM, program);
+    std::filesystem::permissions(program, std::filesystem::perms(0755));
+    std::vector<std::string> command = runAsUser(GetParam());
+    command.insert(command.end(), {"/bin/bash", "-c", "exec \"$0\" \"$@\" 2>&" + std::to_string(descriptor), program,
+                                   "--socket", socketPath(), "--status=", kRefusing.front()});
+    return {command, folder() / "output"};
+  }
+};
+
+TEST_P(LogOfAnotherUser, ThatCannotBeOpenedAgainHoldsNobodyUp) {
+  const Stream errors = makePipe();
+  fill(errors.writeEnd.get());
+  Program server = startWithErrorsTo(errors.writeEnd.get());
+  ASSERT_TRUE(waitUntil([&] {
+    try {
+      callInVain();
+      return true;
+    } catch (const std::system_error &) {
+      return false;  // it does not listen yet
+    }
+  }));
+  callInVain(100);
+  EXPECT_THAT(readWhatIsThere(errors.readEnd.get()), Not(HasSubstr("refused")));
+  EXPECT_TRUE(waitUntil([&] {
+    callInVain();
+    return readWhatIsThere(errors.readEnd.get()).find("refused process") != std::string::npos;
+  }));
+}
+
+INSTANTIATE_TEST_SUITE_P(User, LogOfAnotherUser, testing::ValuesIn(otherUsers()));
+GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(LogOfAnotherUser);
 
 INSTANTIATE_TEST_SUITE_P(Pipe, LogThatNobodyReads, testing::Values(makePipe));
 INSTANTIATE_TEST_SUITE_P(Socket, LogThatNobodyReads, testing::Values(makeSocketPair));
