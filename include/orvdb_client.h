@@ -24,8 +24,9 @@
  *  5. Fork. A forked child starts with no registrations and a connection to the notification server of its own. It
  *     neither uses, closes nor frees the handles and results that it inherited; it opens its own. fork() waits for a
  *     registration under way (up to 2 seconds), for a writer blocked on the notification socket and for a notification
- *     server that has sent half a record and stopped. A child made inside a callback ends itself by exec or _exit():
- *     if the callback returns there, the child ends with _exit(0).
+ *     server that has sent half a record and stopped. A child that is made while no notification server runs gets
+ *     ORV_DB_GONE for registrations until it has announced a change, which is what connects it. A child made inside a
+ *     callback ends itself by exec or _exit(): if the callback returns there, the child ends with _exit(0).
  *  6. Signals. Loading the library takes two signals process-wide: SIGPIPE is ignored, and SIGRTMAX-1 stops the
  *     library's message thread. That thread has every other signal blocked but those of program faults, so an
  *     application's signals go to its own threads.
