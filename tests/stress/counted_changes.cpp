@@ -34,7 +34,7 @@ void CountedChanges::hearNumber(const char *, const char *, _orv_db_action_t, un
 
 void CountedChanges::hearChild(const char *, const char *, _orv_db_action_t, unsigned long long row, void *me) {
   auto &self = *static_cast<CountedChanges *>(me);
-  if (row < self.heardOfRow_.size()) ++self.heardOfRow_[row];
+  if (row < self.heardOfRow_.size()) ++self.heardOfRow_[static_cast<std::size_t>(row)];
   ++self.heardOfChildren_;
 }
 
@@ -68,6 +68,6 @@ unsigned long long CountedChanges::finish(const std::vector<unsigned long long> 
   EXPECT_TRUE(waitUntil([&] { return heardOfChildren_ >= static_cast<int>(childrensRows.size()); }));
   EXPECT_EQ(heardOfChildren_, static_cast<int>(childrensRows.size()));
   for (const unsigned long long row : childrensRows)
-    EXPECT_EQ(heardOfRow_.at(row), 1) << "times heard of row " << row;
+    EXPECT_EQ(heardOfRow_.at(static_cast<std::size_t>(row)), 1) << "times heard of row " << row;
   return announced;
 }
