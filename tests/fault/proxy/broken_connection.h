@@ -81,7 +81,7 @@ class BreakingThread {
  private:
   void judge(const Plan &plan, RunNumber run, const Outcome &outcome);
   void judgeSuccess(RunNumber run, const Outcome &outcome);
-  int useAfterwards(_orv_db_handle_t *handle, RunNumber run);
+  int useAfterwards(_orv_db_handle_t *handle, RunNumber run, Fault fault);
 
   BrokenConnection &test_;
   TcpProxy proxy_;
