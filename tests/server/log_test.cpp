@@ -40,6 +40,16 @@ class ServerLog : public ServerProgramTest {
       ServerClient(socketPath()).waitForEnd();
   }
 
+  // Calls a server that may not listen yet.
+  bool isThereToCall() const {
+    try {
+      callInVain();
+      return true;
+    } catch (const std::system_error &) {
+      return false;
+    }
+  }
+
   // Of a server that refuses a call and is ended then.
   std::vector<std::string> linesLogged(const std::vector<std::string> &launcher) {
     Program server = startOnSocketThrough(launcher, kRefusing);
@@ -245,14 +255,7 @@ TEST_P(LogOfAnotherUser, ThatCannotBeOpenedAgainHoldsNobodyUp) {
   const Stream errors = makePipe();
   fill(errors.writeEnd.get());
   Program server = startWithErrorsTo(errors.writeEnd.get());
-  ASSERT_TRUE(waitUntil([&] {
-    try {
-      callInVain();
-      return true;
-    } catch (const std::system_error &) {
-      return false;  // it does not listen yet
-    }
-  }));
+  ASSERT_TRUE(waitUntil([&] { return isThereToCall(); }));
   callInVain(100);
   EXPECT_THAT(readWhatIsThere(errors.readEnd.get()), Not(HasSubstr("refused")));
   EXPECT_TRUE(waitUntil([&] {
@@ -278,14 +281,7 @@ TEST_F(ServerLog, SystemLogThatNobodyReadsHoldsNobodyUp) {
 
   Program server = startOnSocket({"--syslog", kRefusing.front()});
   ASSERT_TRUE(waitUntil([&] { return std::filesystem::is_socket(socketPath()); }));
-  ASSERT_TRUE(waitUntil([&] {
-    try {
-      callInVain();
-      return true;
-    } catch (const std::system_error &) {
-      return false;  // it does not listen yet
-    }
-  }));
+  ASSERT_TRUE(waitUntil([&] { return isThereToCall(); }));
   for (const std::string &text : log.texts())
     EXPECT_EQ(text, "line");
   ASSERT_TRUE(waitUntil([&] {
