@@ -204,7 +204,15 @@ std::string readWhatIsThere(int descriptor) {
   return text;
 }
 
-class LogThatNobodyReads : public ServerLog, public testing::WithParamInterface<Stream (*)()> {
+struct KindOfStream {
+  const char *name;
+  Stream (*make)();
+};
+std::ostream &operator<<(std::ostream &out, const KindOfStream &kind) { return out << kind.name; }
+
+constexpr KindOfStream kKindsOfStream[] = {{"Pipe", makePipe}, {"Socket", makeSocketPair}};
+
+class LogThatNobodyReads : public ServerLog, public testing::WithParamInterface<KindOfStream> {
  protected:
   Program startWithErrorsTo(int descriptor, const std::vector<std::string> &options) {
     return startOnSocketThrough({"/bin/bash", "-c", "exec \"$0\" \"$@\" 2>&" + std::to_string(descriptor)}, options);
@@ -221,7 +229,7 @@ class LogThatNobodyReads : public ServerLog, public testing::WithParamInterface<
 };
 
 TEST_P(LogThatNobodyReads, HoldsNobodyUpAndGoesOnWhenItIsRead) {
-  const Stream errors = GetParam()();
+  const Stream errors = GetParam().make();
   fill(errors.writeEnd.get());
   const int flags = fcntl(errors.writeEnd.get(), F_GETFL);
   Program server = startWithErrorsTo(errors.writeEnd.get(), kRefusing);
@@ -267,8 +275,8 @@ TEST_P(LogOfAnotherUser, ThatCannotBeOpenedAgainHoldsNobodyUp) {
 INSTANTIATE_TEST_SUITE_P(User, LogOfAnotherUser, testing::ValuesIn(otherUsers()));
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(LogOfAnotherUser);
 
-INSTANTIATE_TEST_SUITE_P(Pipe, LogThatNobodyReads, testing::Values(makePipe));
-INSTANTIATE_TEST_SUITE_P(Socket, LogThatNobodyReads, testing::Values(makeSocketPair));
+INSTANTIATE_TEST_SUITE_P(Stream, LogThatNobodyReads, testing::ValuesIn(kKindsOfStream),
+                         [](const auto &instance) { return std::string(instance.param.name); });
 
 TEST_F(ServerLog, SystemLogThatNobodyReadsHoldsNobodyUp) {
   SystemLog log;
