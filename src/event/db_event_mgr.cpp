@@ -149,9 +149,10 @@ void db_event_mgr::emptyAtExit() {
   }
 }
 
-// A socket in use stays open, lest its number be given to something else while a record is being written to it.
-// Unchecked: m_runLock may not be waited for any more, and nothing starts a thread again.
-ORV_UNCHECKED void db_event_mgr::closeAtExit() {
+// A thread that was given up, or a fork, may hold m_runLock: everything stays open then, the end of the process closes
+// it. A socket in use stays open, lest its number be given to something else while a record is being written to it.
+void db_event_mgr::closeAtExit() {
+  if (!m_runLock->tryLock()) return;
   if (m_sockLock->tryLock()) {
     reset();
     m_sockLock->unlock();
@@ -159,6 +160,7 @@ ORV_UNCHECKED void db_event_mgr::closeAtExit() {
     m_sockFd = -1;
     reset();
   }
+  m_runLock->unlock();
 }
 
 // The signal is lost if it lands between the thread's look at m_running and its call of poll, so it is sent again until

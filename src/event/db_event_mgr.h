@@ -95,7 +95,7 @@ class db_event_mgr {
   void startThread() ORV_REQUIRES(m_runLock);
   void reset() ORV_REQUIRES(m_runLock);
   void awaitThreadEnd(bool signalled);
-  void closeAtExit();
+  void closeAtExit() ORV_EXCLUDES(m_runLock, m_sockLock);
 
   // Socket. Results are byte counts; -1 where there is no socket, and for a read that fails.
   static int getSocketFd();

@@ -106,6 +106,35 @@ TEST_F(Stopping, MarkIsWrittenWhenTheThreadHoldsNoLockAnyMore) {
   EXPECT_THAT(child.output(), HasSubstr("free\n"));
 }
 
+std::atomic<bool> lockIsTaken{false};
+
+// The wait for the message thread fails when that thread is about to take the lock for its last look at the pipe, and
+// has to wait for somebody else who has it.
+CHILD_PROGRAM(EndsBesideAThreadAtItsLastStep) {
+  standIns.poll.play([](pollfd *entries, nfds_t count, int timeout) {
+    if (entries->fd == EventMgr::exitPipe(0)) {
+      EventMgr::Locks().run->lock();
+      lockIsTaken = true;
+      return failWith(ENOMEM);
+    }
+    const int ready = __real_poll(entries, count, timeout);
+    if (!EventMgr::running()) waitUntil([] { return lockIsTaken.load(); });
+    return ready;
+  });
+  reached = true;
+  connectAndWaitUntilReached();
+  afterTheManager = [] { say(EventMgr::exitPipe(1) >= 0 ? "left open" : "closed"); };
+  std::thread([] { exit(0); }).join();  // the main thread has no stand-ins
+  return 1;
+}
+
+TEST_F(Stopping, LeavesThePipeToAThreadThatMayStillWriteItsMark) {
+  ChildProgram child(EndsBesideAThreadAtItsLastStep);
+  connect(child);
+  EXPECT_EQ(child.wait(), exited(0)) << child.output();
+  EXPECT_THAT(child.output(), HasSubstr("left open"));
+}
+
 CHILD_PROGRAM(IsStoppedDuringALongPause) {
   standIns.sleep.play([](const timespec *, timespec *left) {
     const timespec minute{60, 0};
