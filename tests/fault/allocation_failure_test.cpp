@@ -71,7 +71,7 @@ class AllocationFailure : public AnnouncingTest {
     EXPECT_THAT(announced(), ElementsAre(announcement));
   }
 
-  Content content_{orv_db_get_content_values()};
+  ContentValues content_{orv_db_get_content_values()};
   _orv_db_param_t param_{};
   unsigned long long affectedRows_ = 9;
 
@@ -104,8 +104,8 @@ TEST_F(AllocationFailure, RawQueryWithoutRowsNeedsNone) {
 
 TEST_F(AllocationFailure, RawQueryGives4AndNoResultAndFreesItsRows) {
   client().script.storesResult = true;
-  std::vector<ResultSet> pool(5);
-  for (ResultSet &slot : pool) {
+  std::vector<Result> pool(5);
+  for (Result &slot : pool) {
     ResultSetInfo *result = nullptr;
     ASSERT_EQ(orv_db_raw_query(handle(), "SHOW", 4, &result), 0U);
     slot.reset(result);
@@ -131,8 +131,8 @@ TEST_F(AllocationFailure, QueryGives4AndNoResultAndClosesItsStatement) {
   ResultSetInfo *result = nullptr;
   unsigned int status = 0;
   const auto query = [&] { status = orv_db_query(handle(), kTable, nullptr, 0, "a=?", &param_, 1, nullptr, &result); };
-  std::vector<ResultSet> pool(5);
-  for (ResultSet &slot : pool) {
+  std::vector<Result> pool(5);
+  for (Result &slot : pool) {
     query();
     ASSERT_EQ(status, 0U);
     slot.reset(result);

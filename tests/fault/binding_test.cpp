@@ -132,7 +132,7 @@ TEST_F(Binding, TextOrBlobWithoutAPointerIsEmptyAndNotNull) {
 }
 
 TEST_F(Binding, EmptyContentValuesAreEmptyAndNotNull) {
-  const Content content(orv_db_get_content_values());
+  const ContentValues content(orv_db_get_content_values());
   ASSERT_EQ(orv_db_content_put_text(content.get(), "t", ""), 0);
   ASSERT_EQ(orv_db_content_put_blob(content.get(), "b", "", 0), 0);
   ASSERT_EQ(orv_db_insert(handle(), "t", content.get(), nullptr, nullptr), 0);

@@ -10,7 +10,7 @@ class ConnectionTest : public HandleTest {};
 class Transaction : public AnnouncingTest {
  protected:
   void insertInto(const char *table) {
-    const Content content(orv_db_get_content_values());
+    const ContentValues content(orv_db_get_content_values());
     ASSERT_EQ(orv_db_content_put_int(content.get(), "a", 1), 0);
     ASSERT_EQ(orv_db_insert(handle(), table, content.get(), nullptr, nullptr), 0);
   }

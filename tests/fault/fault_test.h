@@ -6,13 +6,13 @@
 #include <orvdb_client.h>
 
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "fault/client_library.h"
 #include "fault/failing_call.h"
 #include "support/notification_peer.h"
+#include "support/owners.h"
 #include "support/system_log.h"
 
 constexpr unsigned long long kAllBitsSet = 0xFFFFFFFFFFFFFFFFULL;
@@ -21,19 +21,6 @@ constexpr unsigned long long kAllBitsSet = 0xFFFFFFFFFFFFFFFFULL;
 constexpr char kHost[] = "database.example.invalid";
 constexpr char kDb[] = "a_database_with_a_long_name";
 constexpr char kTable[] = "a_table_with_a_long_name";
-
-struct CloseHandle {
-  void operator()(_orv_db_handle_t *handle) const { orv_db_close(handle); }
-};
-struct FreeResult {
-  void operator()(ResultSetInfo *result) const { orv_db_free_result(result); }
-};
-struct FreeContent {
-  void operator()(_orv_db_content_values_t *content) const { orv_db_free_content_values(content); }
-};
-using Handle = std::unique_ptr<_orv_db_handle_t, CloseHandle>;
-using ResultSet = std::unique_ptr<ResultSetInfo, FreeResult>;
-using Content = std::unique_ptr<_orv_db_content_values_t, FreeContent>;
 
 inline const char *errorText() { return orv_db_get_error_str(); }
 

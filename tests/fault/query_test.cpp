@@ -38,7 +38,7 @@ class QueryCalls : public HandleTest {
   }
 
   _orv_db_param_t param_{};
-  ResultSet result_;
+  Result result_;
 
   void TearDown() override {
     result_.reset();
@@ -114,8 +114,8 @@ TEST_F(QueryCalls, MapsTheValueThatAFailedExecuteReturned) {
 }
 
 TEST_F(QueryCalls, FailureToObtainAResultSetGives4AndTheText) {
-  std::vector<ResultSet> pool(5);
-  for (ResultSet &slot : pool) {
+  std::vector<Result> pool(5);
+  for (Result &slot : pool) {
     ASSERT_EQ(query(), 0U);
     slot = std::move(result_);
   }
@@ -210,8 +210,8 @@ TEST_F(QueryCalls, ReturnsItsResultSetToThePoolWhenItFails) {
   // Were a slot still marked as taken, the fifth result would need the heap already.
   constexpr int kTextAndBinds = 2;
   const auto allocations = [&] { return withEachAllocationFailing([&] { query(); }, [] {}); };
-  std::vector<ResultSet> pool(5);
-  for (ResultSet &slot : pool) {
+  std::vector<Result> pool(5);
+  for (Result &slot : pool) {
     EXPECT_EQ(allocations(), kTextAndBinds);
     slot = std::move(result_);
   }

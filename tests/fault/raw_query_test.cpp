@@ -65,7 +65,7 @@ TEST_F(RawQueryCalls, HandsOutStoredRowsEvenIfThereIsAnErrorNumber) {
   client().script.errorNumber = 2013;
   ResultSetInfo *result = nullptr;
   EXPECT_EQ(query(&result), 13U);
-  const ResultSet rows(result);
+  const Result rows(result);
   EXPECT_EQ(orv_db_result_step(result), 9U);
 }
 
@@ -120,7 +120,7 @@ TEST_F(RawQueryCalls, ColumnsWithoutAFieldHaveNoNameAndTheirTypeIsNotWritten) {
   storeOneRow();
   ResultSetInfo *result = nullptr;
   ASSERT_EQ(query(&result), 0U);
-  const ResultSet rows(result);
+  const Result rows(result);
   auto type = ORV_DB_TYPE_BLOB;
   client().script.hasFields = false;
   EXPECT_EQ(orv_db_result_column_name(result, 0), nullptr);
@@ -137,7 +137,7 @@ TEST_F(RawQueryCalls, ColumnsWithoutANameOrAListAreNotFound) {
   client().script.rows = {{"5", "6"}};
   ResultSetInfo *result = nullptr;
   ASSERT_EQ(query(&result), 0U);
-  const ResultSet rows(result);
+  const Result rows(result);
   EXPECT_EQ(orv_db_result_column_name(result, 0), nullptr);
   EXPECT_EQ(orv_db_result_column_index(result, "N"), 1);
   client().script.hasFieldList = false;

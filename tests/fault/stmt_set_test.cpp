@@ -37,7 +37,7 @@ class StatementResult : public HandleTest {
   }
 
  private:
-  ResultSet result_;
+  Result result_;
 };
 
 }  // namespace

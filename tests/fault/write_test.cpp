@@ -59,7 +59,7 @@ class WriteTest : public AnnouncingTest {
     EXPECT_EQ(client().openStatements.size(), 0U);
   }
 
-  Content content_{orv_db_get_content_values()};
+  ContentValues content_{orv_db_get_content_values()};
   _orv_db_param_t param_{};
 };
 

@@ -2,19 +2,8 @@
 
 #include <utility>
 
+#include "support/params.h"
 #include "unit/core/writing_test.h"
-
-namespace {
-
-_orv_db_param_t idParam(unsigned long long row) {
-  _orv_db_param_t param{};
-  param.type = ORV_DB_TYPE_INT64;
-  param.is_unsigned = 1;
-  param.value.i64 = static_cast<long long>(row);
-  return param;
-}
-
-}  // namespace
 
 Worker::Worker(std::string db, std::string table, _orv_db_handle_t *handle)
     : db_(std::move(db)), table_(std::move(table)), handle_(handle) {}

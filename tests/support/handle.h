@@ -1,30 +1,12 @@
-// Owners of what the library hands out.
+// Handles of a test's own database.
 //
-//   const Handle handle = openHandle(*this);   // in a DatabaseTest: a handle for the test's database
+//   const Handle handle = openHandle(*this);   // in a DatabaseTest
 //   ASSERT_TRUE(handle) << orv_db_get_error_str();
 #pragma once
 
-#include <orvdb_client.h>
-
-#include <memory>
-
 #include "support/database.h"
-
-struct CloseHandle {
-  void operator()(_orv_db_handle_t *handle) const { orv_db_close(handle); }
-};
-using Handle = std::unique_ptr<_orv_db_handle_t, CloseHandle>;
+#include "support/owners.h"
 
 inline Handle openHandle(const DatabaseTest &test) {
   return Handle(orv_db_open(test.host(), test.user(), test.password(), test.db(), test.port()));
 }
-
-struct FreeContentValues {
-  void operator()(_orv_db_content_values_t *values) const { orv_db_free_content_values(values); }
-};
-using ContentValues = std::unique_ptr<_orv_db_content_values_t, FreeContentValues>;
-
-struct FreeResult {
-  void operator()(ResultSetInfo *result) const { orv_db_free_result(result); }
-};
-using Result = std::unique_ptr<ResultSetInfo, FreeResult>;

@@ -2,6 +2,7 @@
 
 #include "core/transaction.h"
 #include "support/handle.h"
+#include "support/params.h"
 
 namespace {
 
@@ -26,9 +27,7 @@ bool isInserted(AdminConnection &admin, RunNumber run) { return hasRow(admin, "t
 Outcome update(_orv_db_handle_t *handle, RunNumber run) {
   const ContentValues values(orv_db_get_content_values());
   orv_db_content_put_int(values.get(), "value", run);
-  _orv_db_param_t id{};
-  id.type = ORV_DB_TYPE_INT;
-  id.value.i = run;
+  const _orv_db_param_t id = intParam(run);
   unsigned long long affected = 0;
   const int status = orv_db_update(handle, "changed", values.get(), "_id = ?", &id, 1, &affected);
   Outcome outcome = written(status);

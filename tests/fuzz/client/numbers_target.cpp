@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "fault/client_library.h"
@@ -13,6 +12,7 @@
 #include "fuzz/client/numbers_format.h"
 #include "fuzz/input.h"
 #include "fuzz/targets.h"
+#include "support/owners.h"
 
 NumberTexts (*numbersOnTarget)(const std::string &text) = nullptr;
 
@@ -67,13 +67,6 @@ NumberTexts numbersGot(ResultSetInfo *result, unsigned int column) {
   return line.data();
 }
 
-struct CloseHandle {
-  void operator()(_orv_db_handle_t *handle) const { orv_db_close(handle); }
-};
-struct FreeResult {
-  void operator()(ResultSetInfo *result) const { orv_db_free_result(result); }
-};
-
 }  // namespace
 
 void playNumbers(const std::uint8_t *data, std::size_t size) {
@@ -84,10 +77,10 @@ void playNumbers(const std::uint8_t *data, std::size_t size) {
     client().script.rows.front().push_back(column.c_str());
   client().script.storesResult = true;
 
-  const std::unique_ptr<_orv_db_handle_t, CloseHandle> handle(orv_db_open("host", "user", "secret", "db", 0));
+  const Handle handle(orv_db_open("host", "user", "secret", "db", 0));
   ResultSetInfo *result = nullptr;
   mustHold(orv_db_raw_query(handle.get(), "SELECT", 6, &result) == ORV_DB_OK, "the query gives rows");
-  const std::unique_ptr<ResultSetInfo, FreeResult> freed(result);
+  const Result freed(result);
   mustHold(orv_db_result_step(result) == ORV_DB_ROW, "there is a row");
   for (unsigned int i = 0; i < columns.size(); ++i) {
     const NumberTexts numbers = numbersGot(result, i);

@@ -1,12 +1,12 @@
 // A sequence of statements on a stand-in for the client library: which one, its table and filter, then its values.
 #include <deque>
-#include <memory>
 
 #include "fault/client_library.h"
 #include "fuzz/broken.h"
 #include "fuzz/client/logged.h"
 #include "fuzz/client/values.h"
 #include "fuzz/targets.h"
+#include "support/owners.h"
 
 namespace {
 
@@ -60,13 +60,6 @@ class Filter {
   std::string m_text;
   std::vector<_orv_db_param_t> m_params;
   std::deque<std::string> m_bytes;
-};
-
-struct CloseHandle {
-  void operator()(_orv_db_handle_t *handle) const { orv_db_close(handle); }
-};
-struct FreeResult {
-  void operator()(ResultSetInfo *result) const { orv_db_free_result(result); }
 };
 
 class Statements {
@@ -141,7 +134,7 @@ class Statements {
     ResultSetInfo *result = nullptr;
     const unsigned int status = orv_db_query(handle(), m_table.c_str(), columns, 2, filter.text(), filter.params(),
                                              static_cast<unsigned int>(filter.count()), "b DESC", &result);
-    const std::unique_ptr<ResultSetInfo, FreeResult> freed(result);
+    const Result freed(result);
     if (!filter.fits()) return mustHaveRefused(static_cast<int>(status));
     mustHaveRun(static_cast<int>(status), {"SELECT a,b FROM " + m_table + filter.clause() + " ORDER BY b DESC"},
                 filter.binds());
@@ -208,7 +201,7 @@ class Statements {
   }
 
   Input &m_input;
-  std::unique_ptr<_orv_db_handle_t, CloseHandle> m_handle;
+  Handle m_handle;
   std::string m_table;
 };
 

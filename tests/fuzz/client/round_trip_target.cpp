@@ -4,12 +4,13 @@
 #include <array>
 #include <cmath>
 #include <cstring>
-#include <memory>
 
 #include "fuzz/broken.h"
 #include "fuzz/client/values.h"
 #include "fuzz/targets.h"
 #include "support/database.h"
+#include "support/owners.h"
+#include "support/params.h"
 
 namespace {
 
@@ -19,14 +20,6 @@ constexpr std::array<const char *, kValueKinds> kTypes = {
     "INT",    "TINYINT",      "TINYINT UNSIGNED", "SMALLINT",        "SMALLINT UNSIGNED",
     "INT",    "INT UNSIGNED", "BIGINT",           "BIGINT UNSIGNED", "FLOAT",
     "DOUBLE", "LONGBLOB",     "LONGBLOB"};
-
-struct CloseHandle {
-  void operator()(_orv_db_handle_t *handle) const { orv_db_close(handle); }
-};
-struct FreeResult {
-  void operator()(ResultSetInfo *result) const { orv_db_free_result(result); }
-};
-using Result = std::unique_ptr<ResultSetInfo, FreeResult>;
 
 std::string columnOf(std::size_t kind) { return "c" + std::to_string(kind); }
 
@@ -128,16 +121,8 @@ class Table {
   }
 
  private:
-  static _orv_db_param_t idParam(unsigned long long id) {
-    _orv_db_param_t param{};
-    param.type = ORV_DB_TYPE_INT64;
-    param.is_unsigned = 1;
-    param.value.i64 = static_cast<long long>(id);
-    return param;
-  }
-
   DatabaseServer m_server;
-  std::unique_ptr<_orv_db_handle_t, CloseHandle> m_handle;
+  Handle m_handle;
 };
 
 }  // namespace
@@ -145,7 +130,7 @@ class Table {
 void playRoundTrip(const std::uint8_t *data, std::size_t size) {
   static auto &table = *new Table;  // used until the process ends
   Input input(data, size);
-  const std::unique_ptr<_orv_db_content_values_t, FreeContent> content(orv_db_get_content_values());
+  const ContentValues content(orv_db_get_content_values());
   std::array<std::string, kValueKinds> stored;
   std::array<bool, kValueKinds> isNull{};
   for (std::size_t kind = 0; kind < kValueKinds; ++kind) {

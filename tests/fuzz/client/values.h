@@ -5,12 +5,12 @@
 #include <orvdb_client.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "fuzz/input.h"
+#include "support/owners.h"
 
 // What a put function is given. A number is its bits; those of narrower types come first.
 struct Value {
@@ -39,10 +39,6 @@ ExpectedBind bindOf(const _orv_db_param_t &param);
 // Ordered by the bytes of the names.
 using ExpectedEntries = std::vector<std::pair<std::string, Value>>;
 
-struct FreeContent {
-  void operator()(_orv_db_content_values_t *content) const { orv_db_free_content_values(content); }
-};
-
 // A container that was put into, emptied, and put into again, and what it has to hold.
 class Filled {
  public:
@@ -55,6 +51,6 @@ class Filled {
   void step(Input &input);
   void keep(const std::string &column, const Value &value);
 
-  std::unique_ptr<_orv_db_content_values_t, FreeContent> m_content{orv_db_get_content_values()};
+  ContentValues m_content{orv_db_get_content_values()};
   ExpectedEntries m_entries;
 };

@@ -5,23 +5,15 @@
 #include <gtest/gtest.h>
 #include <orvdb_client.h>
 
-#include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "support/database.h"
 #include "support/notification_peer.h"
+#include "support/owners.h"
+#include "support/params.h"
 
 constexpr unsigned long long kAllBitsSet = 0xFFFFFFFFFFFFFFFFULL;
-
-struct FreeContent {
-  void operator()(_orv_db_content_values_t *content) const { orv_db_free_content_values(content); }
-};
-struct CloseHandle {
-  void operator()(_orv_db_handle_t *handle) const { orv_db_close(handle); }
-};
-using Handle = std::unique_ptr<_orv_db_handle_t, CloseHandle>;
 
 // A container of content values, which frees itself.
 class Content {
@@ -39,24 +31,8 @@ class Content {
   }
 
  private:
-  std::unique_ptr<_orv_db_content_values_t, FreeContent> content_;
+  ContentValues content_;
 };
-
-inline _orv_db_param_t intParam(int value) {
-  _orv_db_param_t param{};
-  param.type = ORV_DB_TYPE_INT;
-  param.value.i = value;
-  return param;
-}
-
-// The text has to outlive the parameter.
-inline _orv_db_param_t textParam(const char *text) {
-  _orv_db_param_t param{};
-  param.type = ORV_DB_TYPE_TEXT;
-  param.length = std::strlen(text);
-  param.value.data = text;
-  return param;
-}
 
 inline const char *errorText() { return orv_db_get_error_str(); }
 

@@ -1,6 +1,7 @@
 // The container of content values.
 #include "content/content_values.h"
 
+#include <cstring>
 #include <functional>
 #include <sstream>
 

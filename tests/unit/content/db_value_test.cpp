@@ -3,6 +3,7 @@
 
 #include <cfloat>
 #include <climits>
+#include <cstring>
 #include <sstream>
 
 #include "content/content_values.h"

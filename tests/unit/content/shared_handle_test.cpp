@@ -72,14 +72,6 @@ class SharedHandle : public TableTest {
     EXPECT_EQ(orv_db_delete(handle(), "t", "_id=?", nullptr, 0, nullptr), ORV_DB_INVALID_ARGUMENT);
   }
 
-  static _orv_db_param_t idParam(unsigned long long id) {
-    _orv_db_param_t param{};
-    param.type = ORV_DB_TYPE_INT64;
-    param.is_unsigned = 1;
-    param.value.i64 = static_cast<long long>(id);
-    return param;
-  }
-
   // Rows of which every second one has been deleted again.
   void expectRows() {
     std::vector<Row> expected;

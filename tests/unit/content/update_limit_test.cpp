@@ -1,4 +1,6 @@
 // The longest text of an update: 4095 bytes.
+#include <cstring>
+
 #include "child_connection.h"
 #include "client_calls.h"
 #include "support/system_log.h"

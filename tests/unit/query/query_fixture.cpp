@@ -75,18 +75,3 @@ int intOf(ResultSetInfo *result, unsigned int column) {
   if (status != ORV_DB_OK) throw std::runtime_error("status " + std::to_string(status) + " instead of a number");
   return number;
 }
-
-_orv_db_param_t intParam(int value) {
-  _orv_db_param_t param{};
-  param.type = ORV_DB_TYPE_INT;
-  param.value.i = value;
-  return param;
-}
-
-_orv_db_param_t textParam(const std::string &text) {
-  _orv_db_param_t param{};
-  param.type = ORV_DB_TYPE_TEXT;
-  param.length = static_cast<unsigned long>(text.size());
-  param.value.data = text.data();
-  return param;
-}

@@ -11,6 +11,7 @@
 #include "core/handle.h"
 #include "query/result_set.h"
 #include "support/handle.h"
+#include "support/params.h"
 
 struct Select {
   const char *table;
@@ -68,7 +69,3 @@ class BothKindsTest : public QueryTest, public testing::WithParamInterface<Kind>
 std::string textOf(ResultSetInfo *result, unsigned int column = 0);
 std::string bytesOf(ResultSetInfo *result, unsigned int column = 0);
 int intOf(ResultSetInfo *result, unsigned int column = 0);
-
-_orv_db_param_t intParam(int value);
-// Points into `text`.
-_orv_db_param_t textParam(const std::string &text);
