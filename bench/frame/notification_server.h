@@ -1,0 +1,15 @@
+// The notification server at its fixed path, which is private here.
+#pragma once
+
+#include "frame/child_process.h"
+
+class NotificationServer {
+ public:
+  // Returns when it accepts connections.
+  NotificationServer();
+
+  pid_t pid() const { return m_process.pid(); }
+
+ private:
+  ChildProcess m_process;
+};

@@ -1,0 +1,36 @@
+// The C library's functions, counted on their way; operator new and the client library come here, too.
+#include "allocations.h"
+
+#include <atomic>
+
+namespace {
+
+std::atomic<std::size_t> s_count{0};
+
+void count() { s_count.fetch_add(1, std::memory_order_relaxed); }
+
+}  // namespace
+
+std::size_t allocations() { return s_count.load(std::memory_order_relaxed); }
+
+extern "C" {
+
+void *__libc_malloc(std::size_t size);
+void *__libc_calloc(std::size_t members, std::size_t size);
+void *__libc_realloc(void *memory, std::size_t size);
+
+void *malloc(std::size_t size) {
+  count();
+  return __libc_malloc(size);
+}
+
+void *calloc(std::size_t members, std::size_t size) {
+  count();
+  return __libc_calloc(members, size);
+}
+
+void *realloc(void *memory, std::size_t size) {
+  count();
+  return __libc_realloc(memory, size);
+}
+}

@@ -1,0 +1,40 @@
+// The works that never leave the process, or not before the last step: each is done by the library's layers, linked
+// into this program, and by plain code.
+#pragma once
+
+#include <orvdb_client.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "frame/bench.h"
+#include "items/item_store.h"
+#include "support/owners.h"
+
+struct Work {
+  std::string name;
+  std::string referenceIs;
+  Aim allocations;  // how many of them, for one time
+  Repeat library;
+  Repeat reference;
+};
+
+// What the works are done with. It outlives them.
+struct Surroundings {
+  Surroundings(const DatabaseServer &server, const std::string &db);
+
+  std::string db;
+  ReadingProcess listener;
+  std::unique_ptr<ItemStore> library;
+  std::unique_ptr<ItemStore> reference;
+  Handle handle;
+  Handle inTransaction;  // whose writes are not announced
+};
+
+void addContainerWorks(std::vector<Work> &works);
+void addInsertWork(std::vector<Work> &works, Surroundings &surroundings);
+void addReportWork(std::vector<Work> &works, Surroundings &surroundings);
+void addRowWorks(std::vector<Work> &works, Surroundings &surroundings);
+
+std::vector<Work> makeWorks(Surroundings &surroundings);
