@@ -5,16 +5,21 @@
 namespace {
 
 std::string insertText(const char *table, const _orv_db_content_values_t &content, value_writer write) {
-  std::string columns;
-  std::string values;
-  const char *separator = "";
+  std::string text = std::string("INSERT INTO ") + table;
+  char separator = '(';
   for (const auto &[column, value] : content.values) {
-    columns.append(separator).append(column);
-    values += separator;
-    write(values, value);
-    separator = ",";
+    (text += separator) += column;
+    separator = ',';
   }
-  return std::string("INSERT INTO ") + table + "(" + columns + ") VALUES (" + values + ")";
+  text += ") VALUES ";
+  separator = '(';
+  for (const auto &[column, value] : content.values) {
+    text += separator;
+    write(text, value);
+    separator = ',';
+  }
+  text += ')';
+  return text;
 }
 
 int insertRow(_orv_db_handle_t *handle, const char *table, const _orv_db_content_values_t &content,
