@@ -18,7 +18,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kCannotIsolate = 125;
 // Long beside the clock, short beside what disturbs a shared machine.
-constexpr double kBlockSeconds = 0.002;
+constexpr double kBlockSeconds = 0.0005;
 
 double secondsSince(Clock::time_point begin) { return std::chrono::duration<double>(Clock::now() - begin).count(); }
 

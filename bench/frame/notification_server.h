@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/child_process.h"
+#include "frame/record_socket.h"
 
 class NotificationServer {
  public:
@@ -9,6 +10,7 @@ class NotificationServer {
   NotificationServer();
 
   pid_t pid() const { return m_process.pid(); }
+  static RecordSocket connect();
 
  private:
   ChildProcess m_process;

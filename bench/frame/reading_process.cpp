@@ -1,7 +1,6 @@
 #include "frame/reading_process.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <stdexcept>
 
@@ -15,16 +14,3 @@ ReadingProcess::ReadingProcess() : ReadingProcess(makeEnds()) {}
 
 ReadingProcess::ReadingProcess(Ends ends)
     : m_socket(std::move(ends.ours)), m_reader({BENCH_RECORD_READER}, Role::kReader, ends.theirs.get()) {}
-
-void ReadingProcess::announce(const std::string &db, const std::string &table, int action,
-                              unsigned long long rowId) const {
-  _ORV_DB_MESSAGE record{};
-  record.type = MSG_CHANGE;
-  db.copy(record.db, kNameFieldSize - 1);
-  table.copy(record.table, kNameFieldSize - 1);
-  record.action = static_cast<std::uint8_t>(action);
-  record.rowId = rowId;
-  if (write(m_socket.get(), &record, kRecordSize) != static_cast<ssize_t>(kRecordSize)) {
-    throw std::runtime_error("the reading process has gone");
-  }
-}

@@ -1,19 +1,14 @@
-// What the references have in the notification server's place: a process that reads records and does nothing with them,
-// and the socket by which they are sent there.
+// What the references have in the notification server's place: a process that reads records and does nothing with them.
 #pragma once
 
-#include <string>
-
-#include "event/message.h"
 #include "frame/child_process.h"
-#include "support/unique_fd.h"
+#include "frame/record_socket.h"
 
 class ReadingProcess {
  public:
   ReadingProcess();
 
-  // A record of the size and content that the library sends.
-  void announce(const std::string &db, const std::string &table, int action, unsigned long long rowId) const;
+  const RecordSocket &socket() const { return m_socket; }
 
  private:
   struct Ends {
@@ -23,6 +18,6 @@ class ReadingProcess {
   static Ends makeEnds();
   explicit ReadingProcess(Ends ends);
 
-  UniqueFd m_socket;
+  RecordSocket m_socket;
   ChildProcess m_reader;
 };

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "frame/database_server.h"
-#include "frame/reading_process.h"
+#include "frame/record_socket.h"
 
 struct Item {
   char name[65] = "";
@@ -48,10 +48,10 @@ class ItemStore {
 
 std::unique_ptr<ItemStore> openWithLibrary(const DatabaseServer &server, const std::string &db);
 
-// Announces its writes to the reading process; to nobody if there is none.
+// Announces its writes by the socket; to nobody if there is none.
 std::unique_ptr<ItemStore> openReference(const DatabaseServer &server, const std::string &db,
-                                         const ReadingProcess *listener);
+                                         const RecordSocket *listener);
 
 // The same, except that an update's two statements are prepared once.
 std::unique_ptr<ItemStore> openPreparedReference(const DatabaseServer &server, const std::string &db,
-                                                 const ReadingProcess *listener);
+                                                 const RecordSocket *listener);

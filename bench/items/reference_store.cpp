@@ -18,7 +18,7 @@ constexpr unsigned long long kUnknownRow = ~0ULL;
 
 class ReferenceStore : public ItemStore {
  public:
-  ReferenceStore(const DatabaseServer &server, std::string db, const ReadingProcess *listener)
+  ReferenceStore(const DatabaseServer &server, std::string db, const RecordSocket *listener)
       : m_connection(connect(server, db)), m_db(std::move(db)), m_listener(listener) {}
 
   unsigned long long insert(const Item &item) override {
@@ -90,12 +90,12 @@ class ReferenceStore : public ItemStore {
 
   Connection m_connection;
   std::string m_db;
-  const ReadingProcess *m_listener;
+  const RecordSocket *m_listener;
 };
 
 class PreparedStore : public ReferenceStore {
  public:
-  PreparedStore(const DatabaseServer &server, const std::string &db, const ReadingProcess *listener)
+  PreparedStore(const DatabaseServer &server, const std::string &db, const RecordSocket *listener)
       : ReferenceStore(server, db, listener),
         m_lookUp(prepare(connection(), kLookUp)),
         m_update(prepare(connection(), kUpdate)) {}
@@ -118,11 +118,11 @@ class PreparedStore : public ReferenceStore {
 }  // namespace
 
 std::unique_ptr<ItemStore> openReference(const DatabaseServer &server, const std::string &db,
-                                         const ReadingProcess *listener) {
+                                         const RecordSocket *listener) {
   return std::make_unique<ReferenceStore>(server, db, listener);
 }
 
 std::unique_ptr<ItemStore> openPreparedReference(const DatabaseServer &server, const std::string &db,
-                                                 const ReadingProcess *listener) {
+                                                 const RecordSocket *listener) {
   return std::make_unique<PreparedStore>(server, db, listener);
 }

@@ -15,16 +15,15 @@ namespace {
 
 constexpr char kOption[] = "--counted";
 constexpr int kWords = 4;
-constexpr std::size_t kTimes = 1000;
+constexpr std::size_t kTimes = 500;
 
 const std::string kDescription = "desc: Trigger: Client Request: ";
 const std::string kTotal = "totals: ";
 
 void count(const Repeat &work, const std::string &name) {
   work(kTimes);  // what is done once
-  CALLGRIND_TOGGLE_COLLECT;
+  CALLGRIND_ZERO_STATS;
   work(kTimes);
-  CALLGRIND_TOGGLE_COLLECT;
   CALLGRIND_DUMP_STATS_AT(name.c_str());
 }
 
@@ -49,8 +48,7 @@ std::string nameOf(const char *side, std::size_t work) { return side + std::to_s
 std::vector<Instructions> countInstructions(const std::string &connectionFile, const std::string &db,
                                             std::size_t workCount) {
   const TemporaryFolder folder;
-  outputOf({"valgrind", "--quiet", "--tool=callgrind", "--collect-atstart=no",
-            "--callgrind-out-file=" + (folder.path() / "counts").string(),
+  outputOf({"valgrind", "--quiet", "--tool=callgrind", "--callgrind-out-file=" + (folder.path() / "counts").string(),
             std::filesystem::read_symlink("/proc/self/exe"), kOption, connectionFile, db});
   const std::map<std::string, double> totals = readTotals(folder.path());
   std::vector<Instructions> counted;
@@ -64,7 +62,7 @@ bool isCountedProgram(int argc, char **argv) { return argc == kWords && std::str
 // --counted CONNECTION DB
 int runCounted(char **argv) try {
   Surroundings surroundings(databaseServer(argv[2]), argv[3]);
-  const std::vector<Work> works = makeWorks(surroundings);
+  const std::vector<Work> works = Works(surroundings).all();
   for (std::size_t i = 0; i < works.size(); ++i) {
     count(works[i].library, nameOf("library", i));
     count(works[i].reference, nameOf("reference", i));

@@ -25,15 +25,20 @@ Handle openHandle(const DatabaseServer &server, const std::string &db) {
   return handle;
 }
 
-void measureAll(Bench &bench, const std::vector<Work> &works) {
-  for (const Work &work : works)
-    bench.compare({work.name, "s", {}, work.referenceIs, {}}, work.library, work.reference);
-  for (const Work &work : works)
-    bench.record({work.name, "allocations", work.allocations, "", {}}, allocationsOf(work.library),
-                 allocationsOf(work.reference));
+void countInstructionsOf(Bench &bench, const std::vector<Work> &works) {
   const std::vector<Instructions> counted = countInstructions(bench.connectionFile(), kDb, works.size());
   for (std::size_t i = 0; i < works.size(); ++i)
-    bench.record({works[i].name, "instructions", {}, "", {}}, counted[i].library, counted[i].reference);
+    bench.record({works[i].name, "instructions", {}, works[i].referenceIs, {}}, counted[i].library,
+                 counted[i].reference);
+}
+
+void measureAll(Bench &bench, const Works &works) {
+  for (const Work &work : works.timed)
+    bench.compare({work.name, "s", {}, work.referenceIs, {}}, work.library, work.reference);
+  for (const Work &work : works.timed)
+    bench.record({work.name, "allocations", work.allocations, work.referenceIs, {}}, allocationsOf(work.library),
+                 allocationsOf(work.reference));
+  countInstructionsOf(bench, works.all());
 }
 
 }  // namespace
@@ -41,19 +46,24 @@ void measureAll(Bench &bench, const std::vector<Work> &works) {
 Surroundings::Surroundings(const DatabaseServer &server, const std::string &name)
     : db(name),
       library(openWithLibrary(server, name)),
-      reference(openReference(server, name, nullptr)),
+      reference(openReference(server, name, &listener.socket())),
       handle(openHandle(server, name)),
       inTransaction(openHandle(server, name)) {
   if (orv_db_retry_init() != ORV_DB_OK) throw std::runtime_error("the notification server is missing");
   orv_db_begin_transaction(inTransaction.get());
 }
 
-std::vector<Work> makeWorks(Surroundings &surroundings) {
-  std::vector<Work> works;
-  addContainerWorks(works);
-  addInsertWork(works, surroundings);
-  addReportWork(works, surroundings);
-  addRowWorks(works, surroundings);
+Works::Works(Surroundings &surroundings) {
+  addContainerWorks(timed);
+  addInsertWork(timed, surroundings);
+  addReportWork(timed, surroundings);
+  addRowWorks(timed, surroundings);
+  addStoreWorks(counted, surroundings);
+}
+
+std::vector<Work> Works::all() const {
+  std::vector<Work> works = timed;
+  works.insert(works.end(), counted.begin(), counted.end());
   return works;
 }
 
@@ -66,6 +76,6 @@ int main(int argc, char **argv) {
     makeItemTables(admin, 1000);
     const NotificationServer notificationServer;
     Surroundings surroundings(server, kDb);
-    measureAll(bench, makeWorks(surroundings));
+    measureAll(bench, Works(surroundings));
   });
 }

@@ -12,6 +12,6 @@ void addReportWork(std::vector<Work> &works, Surroundings &surroundings) {
                    },
                    [&surroundings](std::size_t count) {
                      for (std::size_t i = 0; i < count; ++i)
-                       surroundings.listener.announce(surroundings.db, "work", ORV_DB_ACTION_INSERT, i);
+                       surroundings.listener.socket().announce(surroundings.db, "work", ORV_DB_ACTION_INSERT, i);
                    }});
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "frame/bench.h"
+#include "frame/reading_process.h"
 #include "items/item_store.h"
 #include "support/owners.h"
 
@@ -37,4 +38,13 @@ void addInsertWork(std::vector<Work> &works, Surroundings &surroundings);
 void addReportWork(std::vector<Work> &works, Surroundings &surroundings);
 void addRowWorks(std::vector<Work> &works, Surroundings &surroundings);
 
-std::vector<Work> makeWorks(Surroundings &surroundings);
+void addStoreWorks(std::vector<Work> &works, Surroundings &surroundings);
+
+struct Works {
+  explicit Works(Surroundings &surroundings);
+
+  std::vector<Work> all() const;
+
+  std::vector<Work> timed;    // and counted
+  std::vector<Work> counted;  // alone
+};

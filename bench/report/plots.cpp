@@ -38,6 +38,17 @@ std::string beginOf(const std::string &path, const std::string &title, std::size
   return script.str();
 }
 
+// Wide spreads of a busy machine would leave no room for what counts.
+std::string rangeOf(const std::vector<const Row *> &rows) {
+  double low = 0.95;
+  double high = 1.1;
+  for (const Row *row : rows) {
+    low = std::min(low, row->ratio->median * 0.95);
+    high = std::max(high, row->ratio->median * 1.05);
+  }
+  return std::to_string(low) + ":" + std::to_string(high);
+}
+
 // One line per work: the ratio with its quartiles, and the aim as a tick.
 std::string ratioScript(const std::string &path, const std::string &title, const std::vector<const Row *> &rows) {
   std::ostringstream points;
@@ -52,7 +63,8 @@ std::string ratioScript(const std::string &path, const std::string &title, const
   std::ostringstream script;
   script << beginOf(path, title, 110 + 26 * rows.size()) << "$rows << EOD\n"
          << points.str() << "EOD\nset ytics (" << names.str() << ")\nset yrange [0.4:" << rows.size() << ".6]\n"
-         << "set xlabel 'time with the library / time of the reference: median and quartiles'\n"
+         << "set xrange [" << rangeOf(rows)
+         << "]\nset xlabel 'time with the library / time of the reference: median and quartiles'\n"
          << "set key below\nset arrow from 1, graph 0 to 1, graph 1 nohead lc '#888888' lw 1.5\n"
          << "plot $rows using 1:2:3:4 with xerrorbars lc '" << kLibraryColour
          << "' pt 7 ps 0.7 lw 1.5 title 'measured', $rows using 5:2 with points lc '" << kAimColour
