@@ -224,6 +224,36 @@ TEST_F(Transactions, AConnectionLostInsideIsReplacedSilently) {
   EXPECT_EQ(rowCount("u"), "1");
 }
 
+TEST_F(Transactions, TheFirstWriteAfterALossInsideFails) {
+  begin();
+  insert("t");
+  killConnections();
+  EXPECT_EQ(insertRow(handle_, "u", 1), 1);
+  EXPECT_EQ(insertRow(handle_, "u", 2), 0) << "the control: connected again";
+  rollBack();
+  EXPECT_EQ(rowCount("t"), "0");
+  EXPECT_EQ(rowCount("u"), "1");
+}
+
+TEST_F(Transactions, ALossBeforeTheFirstWriteLetsEachWriteStandByItself) {
+  begin();
+  killConnections();
+  insert("t");
+  rollBack();
+  EXPECT_EQ(rowCount("t"), "1");
+}
+
+TEST_F(Transactions, TestingTheConnectionHidesALossInside) {
+  begin();
+  insert("t");
+  killConnections();
+  EXPECT_EQ(orv_db_test_connection(handle_.get()), 0);
+  insert("u");
+  commit();
+  EXPECT_EQ(rowCount("t"), "0");
+  EXPECT_EQ(rowCount("u"), "1");
+}
+
 TEST_F(Transactions, BeginConnectsAgainWhenTheConnectionWasLost) {
   killConnections();
   begin();
