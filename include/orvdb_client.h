@@ -5,38 +5,38 @@
  *
  * Rules of the whole interface
  * ----------------------------
- *  1. Statuses. A function that can fail returns one of the `ORV_DB_*` statuses below, never an error number of the
+ * 1. Statuses. A function that can fail returns one of the `ORV_DB_*` statuses below, never an error number of the
  *     database. Functions that return a count give -1, and functions that return a name give NULL, where others return
  *     ORV_DB_INVALID_ARGUMENT.
- *  2. Error text. orv_db_get_error_str() gives the text of the last failure. There is one text for the whole process,
+ * 2. Error text. orv_db_get_error_str() gives the text of the last failure. There is one text for the whole process,
  *     at most 127 characters and a NUL, without a lock: two threads that fail at once overwrite each other, and a
  *     reader may see a mixture. It is cleared at the start of every open, query, insert, update and delete. A function
  *     whose comment says "Error text: untouched" neither clears nor sets it.
- *  3. Ownership. The caller owns handles, results and content values and releases each exactly once with its own
+ * 3. Ownership. The caller owns handles, results and content values and releases each exactly once with its own
  *     function: orv_db_close(), orv_db_free_result(), orv_db_free_content_values(). Strings and arrays that are passed
  *     in stay the caller's and need to live only for the call. Pointers handed out live as long as the object they
  *     came from.
- *  4. Threads. Any function may be called on any thread. Several threads may share a handle for raw queries without
+ * 4. Threads. Any function may be called on any thread. Several threads may share a handle for raw queries without
  *     rows, inserts, updates, deletes, transactions, tests and counters: these calls run one at a time. A call of
  *     orv_db_query() and the reading of its result need the handle for themselves. A result and a content-values
  *     container belong to one thread at a time. A transaction belongs to the handle, not to the thread: give each
  *     thread that runs transactions a handle of its own.
- *  5. Fork. A forked child starts with no registrations and a connection to the notification server of its own. It
+ * 5. Fork. A forked child starts with no registrations and a connection to the notification server of its own. It
  *     neither uses, closes nor frees the handles and results that it inherited; it opens its own. fork() waits for a
  *     registration under way (up to 2 seconds), for a writer blocked on the notification socket and for a notification
  *     server that has sent half a record and stopped. A child that is made while no notification server runs gets
  *     ORV_DB_GONE for registrations until it has announced a change, which is what connects it. A child made inside a
  *     callback ends itself by exec or _exit(): if the callback returns there, the child ends with _exit(0).
- *  6. Signals. Loading the library takes two signals process-wide: SIGPIPE is ignored, and SIGRTMAX-1 stops the
+ * 6. Signals. Loading the library takes two signals process-wide: SIGPIPE is ignored, and SIGRTMAX-1 stops the
  *     library's message thread. That thread has every other signal blocked but those of program faults, so an
  *     application's signals go to its own threads.
- *  7. Exit. exit() stops the message thread and waits for it. Called from inside a callback it takes up to 6 seconds,
+ * 7. Exit. exit() stops the message thread and waits for it. Called from inside a callback it takes up to 6 seconds,
  *     since it waits for its own thread. A thread that is still inside the library when the process exits is safe; from
  *     then on orv_db_open() returns NULL and nothing is announced. The library stays mapped after dlclose().
- *  8. Announcements. Insert, update, delete and commit tell the other processes of the change, through the
+ * 8. Announcements. Insert, update, delete and commit tell the other processes of the change, through the
  *     notification server. Whether that worked is not reported: the write itself has been done. Changes made by
  *     programs that do not use this library are not announced; see orv_db_notify_change().
- *  9. Memory. When memory runs out, queries, table operations and registrations return ORV_DB_NO_MEMORY and
+ * 9. Memory. When memory runs out, queries, table operations and registrations return ORV_DB_NO_MEMORY and
  *     orv_db_open() returns NULL. After a write that was done the status is ORV_DB_OK even if its announcement was lost
  *     for lack of memory. orv_db_get_content_values() and the put functions let the C++ exception std::bad_alloc pass.
  * 10. Exceptions. Besides that, exactly one is thrown: a NULL host or database name given to orv_db_open() leaves as a
