@@ -46,12 +46,13 @@ Case rollback() {
     EXPECT_EQ(orv_db_begin_transaction(world.handle()), 0);
     EXPECT_EQ(orv_db_delete(world.handle(), kTable, nullptr, nullptr, 0, nullptr), 0);
   };
-  one.isDone = [](World &world) { return world.value(std::string("SELECT COUNT(*) FROM ") + kTable) == "1"; };
+  one.isDone = [](World &world) { return world.ownValue(std::string("SELECT COUNT(*) FROM ") + kTable) == "1"; };
   return one;
 }
 
 Case begin() {
   Case one = onHandle("orv_db_begin_transaction", 0, orv_db_begin_transaction);
+  one.isDone = [](World &world) { return world.ownValue("SELECT @@autocommit") == "0"; };
   one.release = [](World &world) { EXPECT_EQ(orv_db_rollback_transaction(world.handle()), 0); };
   return one;
 }

@@ -5,6 +5,7 @@
 
 #include "core/change_report.h"
 #include "core/connection.h"
+#include "unit/core/writing_test.h"
 
 namespace {
 
@@ -70,6 +71,8 @@ ResultSetInfo *World::statementResult() const {
   EXPECT_EQ(orv_db_query(reader_.get(), kWideTable, nullptr, 0, nullptr, nullptr, 0, nullptr, &rows), ORV_DB_OK);
   return rows;
 }
+
+std::string World::ownValue(const std::string &sql) const { return rawValue(handle_, sql); }
 
 void World::restoreTables() {
   for (const char *table : {kTable, kFirmwares}) {

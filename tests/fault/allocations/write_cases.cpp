@@ -67,13 +67,15 @@ constexpr Write kWrites[] = {
     {"orv_db_delete", deleteFrom, " HAVING COUNT(*)=0"},
 };
 
+std::string rowsFound(const Write &write, const char *table) {
+  return std::string("SELECT COUNT(*) FROM (SELECT 1 FROM ") + table + write.count + ") AS found";
+}
+
 Case writeTo(const Write &write, const char *variant, const char *table) {
   Case one{write.function, variant, Case::status4UntilItIsDone, 0,
            [write, table](World &world) { return write.run(world, table); }};
   one.prepare = [](World &world) { world.restoreTables(); };
-  one.isDone = [write, table](World &world) {
-    return world.value(std::string("SELECT COUNT(*) FROM (SELECT 1 FROM ") + table + write.count + ") AS found") == "1";
-  };
+  one.isDone = [write, table](World &world) { return world.value(rowsFound(write, table)) == "1"; };
   one.announces = 1;
   return one;
 }
@@ -85,16 +87,7 @@ Case writeInATransaction(const Write &write) {
     world.restoreTables();
     EXPECT_EQ(orv_db_begin_transaction(world.handle()), 0);
   };
-  one.isDone = [write](World &world) {
-    const std::string text = std::string("SELECT COUNT(*) FROM (SELECT 1 FROM ") + kTable + write.count + ") AS found";
-    ResultSetInfo *rows = nullptr;
-    EXPECT_EQ(orv_db_raw_query(world.handle(), text.c_str(), text.size(), &rows), 0U);
-    const Result found(rows);
-    int count = 0;
-    EXPECT_EQ(orv_db_result_step(rows), 9U);
-    EXPECT_EQ(orv_db_result_column_int(rows, 0, &count), 0U);
-    return count == 1;
-  };
+  one.isDone = [write](World &world) { return world.ownValue(rowsFound(write, kTable)) == "1"; };
   one.release = [](World &world) { EXPECT_EQ(orv_db_rollback_transaction(world.handle()), 0); };
   one.announces = 0;
   return one;
