@@ -110,12 +110,13 @@ void createTables(AdminConnection &admin, int runs) {
 }
 
 const std::vector<Conversation> &conversations() {
-  const std::set<int> ofWrites{ORV_DB_ERROR, ORV_DB_GONE, ORV_DB_LOST};
+  // The client library's calls that fail return no error number; only the reading of a text query's rows has one.
+  const std::set<int> ofWrites{ORV_DB_ERROR};
   static const std::vector<Conversation> all = {
       {"Insert", insert, ofWrites, isInserted},
       {"Update", update, ofWrites, isUpdated},
       {"Query", query, {ORV_DB_ERROR}, nullptr},
-      {"RawQuery", rawQuery, {ORV_DB_ERROR, ORV_DB_GONE, ORV_DB_LOST}, nullptr},
+      {"RawQuery", rawQuery, {ORV_DB_ERROR, ORV_DB_LOST}, nullptr},
       {"Commit", commit, {ORV_DB_COMMIT_FAILED}, isInserted},
   };
   return all;
