@@ -1,8 +1,10 @@
 // The library around fork().
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <thread>
 
@@ -47,16 +49,19 @@ class LibraryFork : public WritingTest {
   std::string name_ = db();
 };
 
+// On a thread that holds no memory, as one of std::thread does: children would lose it.
+void *logUntil(void *enough) {
+  while (!*static_cast<std::atomic<bool> *>(enough))
+    db_api_log("of a thread");
+  return nullptr;
+}
+
 // Threads that log without end, and children that log one line each.
 CHILD_PROGRAM(LogsFromThreadsAndChildren) {
   std::atomic<bool> enough{false};
-  std::vector<std::thread> threads(3);
-  for (std::thread &thread : threads) {
-    thread = std::thread([&enough] {
-      while (!enough)
-        db_api_log("of a thread");
-    });
-  }
+  std::array<pthread_t, 3> threads{};
+  for (pthread_t &thread : threads)
+    EXPECT_EQ(pthread_create(&thread, nullptr, logUntil, &enough), 0);
   for (int i = 0; i < 50; ++i) {
     const auto child = [] {
       db_api_log("of a child");
@@ -65,8 +70,8 @@ CHILD_PROGRAM(LogsFromThreadsAndChildren) {
     EXPECT_EQ(inChild(child), exited(0));
   }
   enough = true;
-  for (std::thread &thread : threads)
-    thread.join();
+  for (const pthread_t thread : threads)
+    pthread_join(thread, nullptr);
   db_api_log("the end");
   return 0;
 }
