@@ -75,8 +75,7 @@ void Crew::sample() const {
     journal_.sample(member.name, member.program->pid(), *member.tally);
 }
 
-// --- pauses
-// -----------------------------------------------------------------------------------------------------------
+// --- pauses ----------------------------------------------------------------------------------------------------------
 
 // Readers and those that fork write nothing that is compared.
 bool Crew::isAtRest(Member &member) {

@@ -41,8 +41,7 @@ std::map<std::string, Samples> readSamples(std::istream &file) {
   return processes;
 }
 
-// --- what happened
-// ----------------------------------------------------------------------------------------------------
+// --- what happened ---------------------------------------------------------------------------------------------------
 
 std::vector<std::string> readEvents(std::istream &file) {
   std::vector<std::string> events;
@@ -70,8 +69,7 @@ void judgeEvents(const std::vector<std::string> &events, std::vector<Finding> &f
   findings.push_back({!events.empty() && isEvent(events.back(), "end"), "the run came to its end"});
 }
 
-// --- what each process needed
-// -----------------------------------------------------------------------------------------
+// --- what each process needed ----------------------------------------------------------------------------------------
 
 struct Quarters {
   Samples first;

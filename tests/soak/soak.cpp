@@ -52,8 +52,7 @@ class Soak {
   }
 
  private:
-  // --- the steps
-  // ------------------------------------------------------------------------------------------------------
+  // --- the steps -----------------------------------------------------------------------------------------------------
 
   void killServer() { restartServer(SIGKILL, "server_killed"); }
   void stopServer() { restartServer(SIGTERM, "server_ended"); }

@@ -30,8 +30,7 @@ std::ostream &operator<<(std::ostream &out, const Figures &figures) {
              << " s";
 }
 
-// --- one run after the other
-// ------------------------------------------------------------------------------------------
+// --- one run after the other -----------------------------------------------------------------------------------------
 
 BreakingThread::BreakingThread(BrokenConnection &test, Watchdog &watchdog, const std::string &name)
     : test_(test), proxy_(test.server()), admin_(test.server(), test.db()), here_(watchdog, name) {}
