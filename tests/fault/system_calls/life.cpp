@@ -133,6 +133,7 @@ int Life::registration(const std::string &table) {
   returned = true;
   server.join();
   peer_.answerRegistrations(Answer::accept);
+  EXPECT_EQ(EventMgr::registeredActions(kDb, table.c_str()), status == 0 ? ORV_DB_ACTION_ALL : 0);
   return status;
 }
 
