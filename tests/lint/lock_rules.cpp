@@ -40,6 +40,7 @@ void noHandlesLockIsHeldWhileAChangeIsReported(_orv_db_handle_t *handle, _orv_db
   report_change(handle, "", 0, 0);  // expected-warning {{cannot call function 'report_change'}}
   reportWritten(handle, "", 0, 0);  // expected-warning {{cannot call function 'reportWritten'}}
   announcePendingTables(handle);    // expected-warning {{cannot call function 'announcePendingTables'}}
+  dropPendingTables(handle);        // expected-warning {{cannot call function 'dropPendingTables'}}
 }
 
 void theConnectionsLockIsNotHeldWhileAChangeIsReported(_orv_db_handle_t *handle) {
@@ -140,6 +141,21 @@ struct db_event_mgr_test_access {
     manager.recoverConn();     // expected-warning {{cannot call function 'recoverConn'}}
     manager.init();            // expected-warning {{cannot call function 'init'}}
     manager.sendRecord({});    // expected-warning {{cannot call function 'sendRecord'}}
+  }
+
+  static void nothingIsHeldWhileTheClientIsUsed(db_event_mgr &manager) {
+    const write_guard held(manager.m_mapLock);
+    manager.notifyChange("", "", ORV_DB_ACTION_ALL, 0);  // expected-warning {{cannot call function 'notifyChange'}}
+    manager.cancelCallback("", "", ORV_DB_ACTION_ALL);   // expected-warning {{cannot call function 'cancelCallback'}}
+    manager.emptyAtExit();                               // expected-warning {{cannot call function 'emptyAtExit'}}
+    manager.reRegister(0);                               // expected-warning {{cannot call function 'reRegister'}}
+  }
+
+  static void oneRegistrationIsUnderWay(db_event_mgr &manager) {
+    manager.awaitAcknowledgement();  // expected-warning {{requires holding mutex 'manager.m_regLock'}}
+    const mutex_guard held(manager.m_regLock);
+    manager.awaitAcknowledgement();
+    manager.announceRegistration("", "", 0, 0);  // expected-warning {{cannot call function 'announceRegistration'}}
   }
 
   static void locksInTheirOrder(db_event_mgr &manager) {
