@@ -44,8 +44,9 @@
  *
  * Limits worth knowing
  * --------------------
- *  - A connection lost inside a transaction is re-established silently: what was written before is gone, later writes
- *    are committed one by one, and the commit may return ORV_DB_OK or ORV_DB_COMMIT_FAILED.
+ *  - A connection lost inside a transaction takes what was written with it. The next write, query or commit fails.
+ *    After that it is re-established silently, later writes are committed one by one, and the commit returns
+ *    ORV_DB_OK. So any other status inside a transaction ends it: roll back. orv_db_test_connection() hides the loss.
  *  - A result of orv_db_query() must be read before its handle is closed or reconnects; freeing it later is fine. A
  *    result of orv_db_raw_query() is independent of its handle.
  *  - A stored procedure that returns rows leaves the connection out of step with the server: the next call fails, or
@@ -158,7 +159,8 @@ typedef struct _orv_db_param_t {
  * @param db         Database name, valid during the call only.
  * @param table      Table name, valid during the call only.
  * @param action     What happened, a mask of ::_orv_db_action_t.
- * @param row_id     Row id; 0 for a change of the whole table, all bits set when the row is not known.
+ * @param row_id     Row id; 0 when any row of the table may have changed, as after a commit or when the notification
+ *                   server reminds of what may have been missed; all bits set when the row is not known.
  * @param user_data  The pointer given at registration.
  */
 typedef void (*orv_db_change_cb)(const char *db, const char *table, _orv_db_action_t action, unsigned long long row_id,
