@@ -1,4 +1,4 @@
-// Owners for what the library hands out, and its statuses as exceptions.
+// Owners for what the library hands out, its statuses as exceptions, rows as C++ values.
 #pragma once
 
 #include <orvdb_client.h>
@@ -34,4 +34,33 @@ inline _orv_db_param_t uint64Param(unsigned long long value) {
   param.is_unsigned = 1;
   param.value.i64 = static_cast<long long>(value);
   return param;
+}
+
+// Runs a statement and returns its rows, if it has any.
+inline Result rawQuery(const Handle &handle, const std::string &sql) {
+  ResultSetInfo *rows = nullptr;
+  check(orv_db_raw_query(handle.get(), sql.data(), sql.size(), &rows), sql);
+  return Result(rows);
+}
+
+// Makes the next row current; false when there is none.
+inline bool step(const Result &result) {
+  const unsigned int status = orv_db_result_step(result.get());
+  if (status != ORV_DB_ROW && status != ORV_DB_DONE) check(status, "step");
+  return status == ORV_DB_ROW;
+}
+
+inline long long integerColumn(const Result &result, unsigned int column) {
+  long long value = 0;
+  check(orv_db_result_column_int64(result.get(), column, &value), "read an integer");
+  return value;
+}
+
+inline std::string textColumn(const Result &result, unsigned int column) {
+  unsigned long bytes = 0;
+  check(orv_db_result_column_bytes(result.get(), column, &bytes), "read a text's length");
+  std::string text(bytes + 1, '\0');  // the getter writes a NUL behind the text
+  check(orv_db_result_column_text(result.get(), column, text.data(), text.size()), "read a text");
+  text.resize(bytes);
+  return text;
 }

@@ -1,7 +1,7 @@
 // The demo from end to end, with all the data.
 #include <algorithm>
 
-#include "examples/demo_fixture.h"
+#include "examples/demo/demo_fixture.h"
 
 namespace {
 

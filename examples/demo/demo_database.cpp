@@ -28,30 +28,3 @@ Handle openDatabase(const std::string &connectionFile, const std::string &databa
   rawQuery(handle, "SET NAMES utf8mb4");
   return handle;
 }
-
-Result rawQuery(const Handle &handle, const std::string &sql) {
-  ResultSetInfo *rows = nullptr;
-  check(orv_db_raw_query(handle.get(), sql.data(), sql.size(), &rows), sql);
-  return Result(rows);
-}
-
-bool step(const Result &result) {
-  const unsigned int status = orv_db_result_step(result.get());
-  if (status != ORV_DB_ROW && status != ORV_DB_DONE) check(status, "step");
-  return status == ORV_DB_ROW;
-}
-
-long long integerColumn(const Result &result, unsigned int column) {
-  long long value = 0;
-  check(orv_db_result_column_int64(result.get(), column, &value), "read an integer");
-  return value;
-}
-
-std::string textColumn(const Result &result, unsigned int column) {
-  unsigned long bytes = 0;
-  check(orv_db_result_column_bytes(result.get(), column, &bytes), "read a text's length");
-  std::string text(bytes + 1, '\0');  // the getter writes a NUL behind the text
-  check(orv_db_result_column_text(result.get(), column, text.data(), text.size()), "read a text");
-  text.resize(bytes);
-  return text;
-}

@@ -1,4 +1,4 @@
-#include "examples/demo_fixture.h"
+#include "examples/demo/demo_fixture.h"
 
 #include <cstdlib>
 #include <fstream>

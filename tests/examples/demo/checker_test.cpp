@@ -1,7 +1,7 @@
 // The checker lets nothing pass that is not exactly what was written.
 #include <functional>
 
-#include "examples/demo_fixture.h"
+#include "examples/demo/demo_fixture.h"
 
 namespace {
 

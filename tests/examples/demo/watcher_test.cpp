@@ -1,6 +1,6 @@
 #include <signal.h>
 
-#include "examples/demo_fixture.h"
+#include "examples/demo/demo_fixture.h"
 
 namespace {
 

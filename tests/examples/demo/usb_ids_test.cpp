@@ -1,4 +1,4 @@
-#include "examples/usb_ids.h"
+#include "examples/demo/usb_ids.h"
 
 #include <gtest/gtest.h>
 
