@@ -1,8 +1,9 @@
-// Owners for what the library hands out, its statuses as exceptions, rows as C++ values.
+// What the C++ examples share: owners for what the library hands out, its statuses as exceptions, rows as C++ values.
 #pragma once
 
 #include <orvdb_client.h>
 
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -26,6 +27,14 @@ void check(Status status, const std::string &action) {
   throw std::runtime_error(action + ": status " + std::to_string(status) + " " + orv_db_get_error_str());
 }
 
+// Opens a database. The password is that of the environment variable MYSQL_PWD: everybody on the machine can read the
+// arguments of a program. The port is that of MYSQL_TCP_PORT, or the usual one.
+inline Handle openDatabase(const char *host, const char *user, const char *database) {
+  Handle handle(orv_db_open(host, user, std::getenv("MYSQL_PWD"), database, 0));
+  if (!handle) throw std::runtime_error(std::string("open ") + database + ": " + orv_db_get_error_str());
+  return handle;
+}
+
 inline Values newValues() { return Values{orv_db_get_content_values()}; }
 
 inline _orv_db_param_t uint64Param(unsigned long long value) {
@@ -33,6 +42,15 @@ inline _orv_db_param_t uint64Param(unsigned long long value) {
   param.type = ORV_DB_TYPE_INT64;
   param.is_unsigned = 1;
   param.value.i64 = static_cast<long long>(value);
+  return param;
+}
+
+// The text has to live as long as the parameter.
+inline _orv_db_param_t textParam(const std::string &text) {
+  _orv_db_param_t param{};
+  param.type = ORV_DB_TYPE_TEXT;
+  param.length = text.size();
+  param.value.data = text.data();
   return param;
 }
 
@@ -53,6 +71,12 @@ inline bool step(const Result &result) {
 inline long long integerColumn(const Result &result, unsigned int column) {
   long long value = 0;
   check(orv_db_result_column_int64(result.get(), column, &value), "read an integer");
+  return value;
+}
+
+inline unsigned long long rowIdColumn(const Result &result, unsigned int column) {
+  unsigned long long value = 0;
+  check(orv_db_result_column_uint64(result.get(), column, &value), "read a row id");
   return value;
 }
 
