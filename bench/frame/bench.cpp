@@ -35,11 +35,9 @@ struct Arguments {
 };
 
 Arguments parseArguments(int argc, char **argv) {
-  const option known[] = {{"database", required_argument, nullptr, 'd'},
-                          {"output", required_argument, nullptr, 'o'},
-                          {"seconds", required_argument, nullptr, 's'},
-                          {"rounds", required_argument, nullptr, 'r'},
-                          {}};
+  const option known[] = {{"database", required_argument, nullptr, 'd'}, {"output", required_argument, nullptr, 'o'},
+                          {"seconds", required_argument, nullptr, 's'},  {"rounds", required_argument, nullptr, 'r'},
+                          {"only", required_argument, nullptr, 'n'},     {}};
   Arguments arguments;
   for (int choice; (choice = getopt_long(argc, argv, "", known, nullptr)) != -1;) {
     switch (choice) {
@@ -55,8 +53,11 @@ Arguments parseArguments(int argc, char **argv) {
       case 'r':
         arguments.limits.rounds = std::stoul(optarg);
         break;
+      case 'n':
+        arguments.limits.only = optarg;
+        break;
       default:
-        throw std::invalid_argument("--database FILE, --output FILE, --seconds N, --rounds N");
+        throw std::invalid_argument("--database FILE, --output FILE, --seconds N, --rounds N, --only TEXT");
     }
   }
   return arguments;
@@ -71,6 +72,7 @@ void writeRows(const std::string &path, const std::vector<Row> &rows) {
 }  // namespace
 
 void Bench::compare(const Subject &subject, const Repeat &library, const Repeat &reference, const Repeat &prepare) {
+  if (!isWanted(subject)) return;
   const auto block = [&](const Repeat &work, std::size_t count) {
     if (prepare) prepare(count);
     return timed(work, count);
@@ -98,6 +100,7 @@ bool Bench::isEnough(std::size_t pairs, std::size_t leastPairs, double seconds) 
 
 void Bench::compareValues(const Subject &subject, const Measure &library, const Measure &reference,
                           std::size_t leastPairs) {
+  if (!isWanted(subject)) return;
   if (!isTrial()) library();  // for the caches
   std::vector<double> ours;
   std::vector<double> theirs;
@@ -109,13 +112,18 @@ void Bench::compareValues(const Subject &subject, const Measure &library, const 
 }
 
 void Bench::measureValues(const Subject &subject, const Measure &library, std::size_t leastValues) {
+  if (!isWanted(subject)) return;
   std::vector<double> ours;
   for (const auto begin = Clock::now(); !isEnough(ours.size(), leastValues, secondsSince(begin));)
     ours.push_back(library());
   add(subject, ours, {});
 }
 
-void Bench::record(const Subject &subject, double library, double reference) { add(subject, {library}, {reference}); }
+void Bench::record(const Subject &subject, double library, double reference) {
+  if (isWanted(subject)) add(subject, {library}, {reference});
+}
+
+bool Bench::isWanted(const Subject &subject) const { return subject.work.find(m_limits.only) != std::string::npos; }
 
 // Where the reference has nothing to count, a ratio says nothing.
 void Bench::add(const Subject &subject, const std::vector<double> &library, const std::vector<double> &reference) {

@@ -22,12 +22,13 @@ using Measure = std::function<double()>;
 struct Limits {
   double seconds = 1;      // per row
   std::size_t rounds = 0;  // this many pairs instead of so many seconds
+  std::string only;        // rows whose work has this in its name
 };
 
 class Bench {
  public:
   Bench(std::string group, std::string connectionFile, Limits limits)
-      : m_group(std::move(group)), m_connectionFile(std::move(connectionFile)), m_limits(limits) {}
+      : m_group(std::move(group)), m_connectionFile(std::move(connectionFile)), m_limits(std::move(limits)) {}
 
   // The database server's, as script/mariadb writes it.
   const std::string &connectionFile() const { return m_connectionFile; }
@@ -48,6 +49,7 @@ class Bench {
   const std::vector<Row> &rows() const { return m_rows; }
 
  private:
+  bool isWanted(const Subject &subject) const;
   std::size_t blockOf(const Repeat &work, const Repeat &prepare) const;
   bool isEnough(std::size_t pairs, std::size_t leastPairs, double seconds) const;
   void add(const Subject &subject, const std::vector<double> &library, const std::vector<double> &reference);
@@ -63,5 +65,6 @@ class Bench {
 //   --output FILE     where the rows go
 //   --seconds N       how long a row is measured (1)
 //   --rounds N        so many pairs per row instead, without blocks
+//   --only TEXT       rows with this in their name alone
 // Gives the exit status. Refuses to run where /tmp is the machine's: a live notification server would hear of it all.
 int runBench(const std::string &group, int argc, char **argv, const std::function<void(Bench &)> &measure);

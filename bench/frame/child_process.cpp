@@ -17,6 +17,7 @@ namespace {
 // Not by fork(), which would start the library anew in the child.
 pid_t spawn(const std::vector<std::string> &command, int replaced, int replacement) {
   std::vector<char *> words;
+  words.reserve(command.size() + 1);
   for (const std::string &word : command)
     words.push_back(const_cast<char *>(word.c_str()));
   words.push_back(nullptr);

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <fstream>
 
@@ -26,11 +28,21 @@ std::string today() {
   return text.data();
 }
 
+// Of the last five minutes: what else went on meanwhile.
+std::string load() {
+  std::array<double, 2> averages{};
+  if (getloadavg(averages.data(), 2) != 2) return "unknown";
+  std::array<char, 32> text;
+  std::snprintf(text.data(), text.size(), "%.1f", averages[1]);
+  return text.data();
+}
+
 }  // namespace
 
 std::string describeMachine() {
   utsname system{};
   uname(&system);
   return processorName() + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " processors; Linux " +
-         system.release + ", " + system.machine + "; client library " + mysql_get_client_info() + "; " + today();
+         system.release + ", " + system.machine + "; client library " + mysql_get_client_info() + "; " + today() +
+         "; load average of five minutes at the end: " + load();
 }
