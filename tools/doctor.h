@@ -1,0 +1,11 @@
+// orvdb doctor: is everything there that a program with this library needs?
+#pragma once
+
+#include "connection.h"
+
+struct DoctorOptions {
+  ConnectionOptions connection;
+  bool isJson = false;
+};
+
+int doctor(const DoctorOptions &options);
