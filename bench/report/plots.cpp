@@ -16,7 +16,7 @@ constexpr char kAimColour[] = "#2e9e5b";
 using Groups = std::map<std::string, std::vector<const Row *>>;
 
 std::string fileNameOf(const std::string &title) {
-  std::string name = "performance-";
+  std::string name;
   for (const char letter : title)
     name += std::isalnum(static_cast<unsigned char>(letter)) != 0 ? letter : '-';
   return name + ".svg";
