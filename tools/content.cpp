@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr std::size_t kLargestBlob = 1U << 30U;
+
 struct Assignment {
   std::string column;
   std::string value;
@@ -36,6 +38,7 @@ class Builder {
     if (file.size() < 2 || file[0] != '@') throw WrongUsage("'" + assignment + "' is not of the form COL=@FILE");
     claim(column);
     const std::string bytes = readInput(file.substr(1));
+    if (bytes.size() > kLargestBlob) throw Failure(file.substr(1) + " is larger than 1 GiB: no statement can hold it");
     orv_db_content_put_blob(values_.get(), column.c_str(), bytes.data(), static_cast<unsigned int>(bytes.size()));
   }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::array kEndingSignals{SIGINT, SIGTERM, SIGQUIT, SIGHUP, SIGTSTP};
+constexpr std::array kEndingSignals{SIGINT, SIGTERM, SIGQUIT, SIGHUP};
 
 volatile sig_atomic_t s_signal = 0;
 
@@ -81,6 +81,7 @@ std::string askPassword() {
   const HiddenInput hidden(terminal.get());
   write(terminal.get(), "Password: ");
   std::string password = readLine(terminal.get());
+  if (s_signal != 0) throw Failure("no password was typed");
   write(terminal.get(), "\n");
   return password;
 }

@@ -2,33 +2,34 @@
 
 #include <array>
 #include <cstdio>
+#include <cuchar>
 #include <cwchar>
 
 namespace {
 
 struct Character {
   std::size_t bytes;  // 0: what is there is no character
-  wchar_t code;
+  char32_t code;
 };
 
 Character firstCharacter(std::string_view text) {
-  wchar_t code = 0;
+  char32_t code = 0;
   std::mbstate_t state{};
-  const std::size_t bytes = std::mbrtowc(&code, text.data(), text.size(), &state);
+  const std::size_t bytes = std::mbrtoc32(&code, text.data(), text.size(), &state);
   if (bytes > text.size()) return {0, 0};
   return {bytes == 0 ? 1 : bytes, code};  // 0 stands for the NUL
 }
 
 // How many characters a terminal's cursor moves on; 0 for what cannot be shown, too.
-std::size_t columns(wchar_t code) {
-  const int width = wcwidth(code);
+std::size_t columns(char32_t code) {
+  const int width = wcwidth(static_cast<wchar_t>(code));
   return width > 0 ? static_cast<std::size_t>(width) : 0;
 }
 
-std::string escaped(wchar_t code) {
-  if (code == L'\n') return "\\n";
-  if (code == L'\r') return "\\r";
-  if (code == L'\t') return "\\t";
+std::string escaped(char32_t code) {
+  if (code == U'\n') return "\\n";
+  if (code == U'\r') return "\\r";
+  if (code == U'\t') return "\\t";
   std::array<char, 16> text{};
   const auto number = static_cast<unsigned int>(code);
   std::snprintf(text.data(), text.size(), number < 0x80 ? "\\x%02x" : "\\u%04x", number);
@@ -63,7 +64,7 @@ std::string printable(std::string_view bytes) {
   std::string text;
   while (!bytes.empty()) {
     const Character next = firstCharacter(bytes);
-    if (wcwidth(next.code) < 0 || next.code == L'\0') {
+    if (wcwidth(static_cast<wchar_t>(next.code)) < 0 || next.code == U'\0') {
       text += escaped(next.code);
     } else {
       text += bytes.substr(0, next.bytes);
