@@ -1,4 +1,4 @@
-// Eight threads that use the library without a pause, in every way: announcing, registering and cancelling, opening and
+// Eight threads that use the library again and again, in every way: announcing, registering and cancelling, opening and
 // closing, querying, writing. Each expects that whatever it does succeeds, and that it keeps its connection.
 #pragma once
 
