@@ -99,12 +99,12 @@ class LateServer : public StormTest {};
 
 TEST_F(LateServer, IsFoundByEveryChildThatIsForkedThen) {
   const int forks = countFromEnvironment("ORVDB_FORKS", 48) / 2;
-  ChildProgram parent(ForksBeforeAndAfterTheServerComes, {db(), std::to_string(forks)}, setting());
+  ChildProgram parent(ForksBeforeAndAfterTheServerComes, {db(), std::to_string(forks)});
   parent.waitForOutput("ready", std::chrono::hours(1));
   EXPECT_EQ(rowCount(kChildren), std::to_string(forks));
 
   startServer();
-  ChildProgram beats(AnnouncesBeats, {db()}, setting());
+  ChildProgram beats(AnnouncesBeats, {db()});
   parent.writeInput("go\n");
   EXPECT_EQ(parent.wait(std::chrono::hours(1)), exited(0)) << parent.output();
   beats.closeInput();

@@ -12,6 +12,7 @@
 #include "support/process.h"
 #include "support/system_log.h"
 #include "support/watchdog.h"
+#include "unit/core/child_name.h"
 #include "unit/core/in_child.h"
 #include "unit/core/writing_test.h"
 
@@ -75,7 +76,7 @@ class LoggingForkStorm : public StormTest {
 
   // While the program runs, its log has to be read: whoever writes to a full one waits.
   std::string run(const RegisteredProgram &program, const ProgramArguments &arguments) {
-    ChildProgram child(program, arguments, setting("QZ_storm"));
+    ChildProgram child(program, arguments, named("QZ_storm"));
     std::optional<Ending> ending;
     std::thread waiting([&] { ending = child.wait(std::chrono::hours(10)); });
     while (isRunning(child.pid()))

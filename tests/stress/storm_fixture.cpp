@@ -23,15 +23,8 @@ void StormTest::startServer() {
 
 void StormTest::useTls() const { std::ofstream("/etc/my.cnf") << "[client]\nssl-ca=" << server().certificate << '\n'; }
 
-ChildProgram::Setting StormTest::setting(const std::string &executableName) {
-  ChildProgram::Setting setting;
-  setting.executableName = executableName;
-  setting.environment = {"ASAN_OPTIONS=detect_leaks=0"};
-  return setting;
-}
-
 void StormTest::expectSuccess(const RegisteredProgram &program, const ProgramArguments &arguments) {
-  ChildProgram child(program, arguments, setting());
+  ChildProgram child(program, arguments);
   EXPECT_EQ(child.wait(std::chrono::hours(10)), exited(0)) << child.output();
   std::cout << child.output() << std::flush;
 }

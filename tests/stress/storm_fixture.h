@@ -20,9 +20,6 @@ class StormTest : public DatabaseTest {
 
   // Runs a program to its end, however long it takes: it has a watchdog of its own. Shows its figures.
   void expectSuccess(const RegisteredProgram &program, const ProgramArguments &arguments);
-  // A child leaves locks behind, which counts as a leak.
-  static ChildProgram::Setting setting(const std::string &executableName = "");
-
   std::string rowCount(const std::string &table) { return admin().value("SELECT COUNT(*) FROM " + table); }
 
  private:

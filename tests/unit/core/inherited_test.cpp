@@ -68,9 +68,7 @@ class InheritedConnection : public DatabaseTest {
 
   // Gives what the program has printed.
   std::string outliveAChild() {
-    ChildProgram::Setting setting;
-    setting.environment = {"ASAN_OPTIONS=detect_leaks=0"};  // a forked child abandons locks
-    ChildProgram parent(OutlivesAChildThatOnlyExits, {db()}, setting);
+    ChildProgram parent(OutlivesAChildThatOnlyExits, {db()});
     EXPECT_EQ(parent.wait(), exited(0)) << parent.output();
     EXPECT_EQ(admin().value("SELECT COUNT(*) FROM u"), "1");
     return parent.output();

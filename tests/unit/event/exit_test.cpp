@@ -267,10 +267,7 @@ CHILD_PROGRAM(HasAChildThatExits) {
 }
 
 TEST_F(ProcessExit, OfAForkedChildIsQuickAndLeavesTheParentAlone) {
-  ChildProgram::Setting setting;
-  // The locks that the child abandons are lost on purpose.
-  setting.environment = {"ASAN_OPTIONS=detect_leaks=0"};
-  ChildProgram child(HasAChildThatExits, {}, setting);
+  ChildProgram child(HasAChildThatExits);
   expectQuickEnd(child);
   EXPECT_EQ(peer.remainingRecords(), (std::vector{PeerRecord{0, itemsChange(1, 8)}}));
   EXPECT_THAT(peer.waitForClose(1), IsEmpty());

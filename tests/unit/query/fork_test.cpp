@@ -96,11 +96,8 @@ CHILD_PROGRAM(ForksAChildThatQueriesAnew) {
 
 class ForkWithResults : public DatabaseTest {
  protected:
-  // The locks that a forked child abandons are leaks there.
   void expectSuccess(const RegisteredProgram &program) {
-    ChildProgram::Setting setting;
-    setting.environment = {"ASAN_OPTIONS=detect_leaks=0"};
-    ChildProgram parent(program, {db()}, setting);
+    ChildProgram parent(program, {db()});
     EXPECT_EQ(parent.wait(), exited(0)) << parent.output();
   }
 };
