@@ -21,7 +21,10 @@ std::ostream &operator<<(std::ostream &out, const Example &example) { return out
 std::vector<Example> lastingOnes() {
   return {
       {"cached_table", ORVDB_CACHED_TABLE, {}},     {"job_queue", ORVDB_JOB_QUEUE, {"work", "one"}},
-      {"worker_pool", ORVDB_WORKER_POOL, {"2"}, 2}, {"first_program", ORVDB_FIRST_PROGRAM, {}},
+      {"first_program", ORVDB_FIRST_PROGRAM, {}},
+#ifdef ORVDB_WORKER_POOL
+      {"worker_pool", ORVDB_WORKER_POOL, {"2"}, 2},
+#endif
 #ifdef ORVDB_FROM_PYTHON
       {"from_python", ORVDB_FROM_PYTHON, {}},
 #endif
