@@ -105,8 +105,10 @@ void Bench::compareValues(const Subject &subject, const Measure &library, const 
   std::vector<double> ours;
   std::vector<double> theirs;
   for (const auto begin = Clock::now(); !isEnough(ours.size(), leastPairs, secondsSince(begin));) {
-    ours.push_back(library());
+    const bool oursFirst = ours.size() % 2 == 0;
+    if (oursFirst) ours.push_back(library());
     theirs.push_back(reference());
+    if (!oursFirst) ours.push_back(library());
   }
   add(subject, ours, theirs);
 }

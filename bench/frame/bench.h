@@ -1,4 +1,4 @@
-// The runner of a program of benchmarks, which measures library and reference in turn: A B A B.
+// The runner of a program of benchmarks, which measures library and reference by turns: A B B A.
 //
 //   int main(int argc, char **argv) {
 //     return runBench("database", argc, argv, [](Bench &bench) {

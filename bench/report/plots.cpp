@@ -34,7 +34,8 @@ std::string beginOf(const std::string &path, const std::string &title, std::size
   script << "set encoding utf8\n"
          << "set terminal svg size 900," << height << " font 'sans-serif,13' background 'white'\n"
          << "set output '" << path << "'\nset title \"" << title
-         << "\"\nset grid lc '#dddddd'\nset border lc '#888888'\n";
+         << "\"\nset grid lc '#dddddd'\nset border lc '#888888'\n"
+         << "set tics textcolor rgb 'black'\n";
   return script.str();
 }
 
@@ -63,9 +64,8 @@ std::string ratioScript(const std::string &path, const std::string &title, const
   std::ostringstream script;
   script << beginOf(path, title, 110 + 26 * rows.size()) << "$rows << EOD\n"
          << points.str() << "EOD\nset ytics (" << names.str() << ")\nset yrange [0.4:" << rows.size() << ".6]\n"
-         << "set xrange [" << rangeOf(rows)
-         << "]\nset xlabel 'time with the library / time of the reference: median and quartiles'\n"
-         << "set key below\nset arrow from 1, graph 0 to 1, graph 1 nohead lc '#888888' lw 1.5\n"
+         << "set xrange [" << rangeOf(rows) << "]\nset xlabel 'library / reference: median and quartiles'\n"
+         << "set key above\nset arrow from 1, graph 0 to 1, graph 1 nohead lc '#888888' lw 1.5\n"
          << "plot $rows using 1:2:3:4 with xerrorbars lc '" << kLibraryColour
          << "' pt 7 ps 0.7 lw 1.5 title 'measured', $rows using 5:2 with points lc '" << kAimColour
          << "' pt 9 ps 0.9 title 'aim, at most'\n";
@@ -88,7 +88,7 @@ std::string curveScript(const std::string &path, const std::string &title, const
          << rows.front()->subject.place.xName << "'\nset key top left\nplot $library with yerrorlines lc '"
          << kLibraryColour << "' pt 7 ps 0.6 lw 1.5 title 'library'";
   if (rows.front()->reference)
-    script << ", $reference with yerrorlines lc '" << kReferenceColour << "' pt 5 ps 0.6 lw 1.5 title 'reference'";
+    script << ", $reference with yerrorlines lc '" << kReferenceColour << "' pt 5 ps 0.6 lw 1.5 dt 2 title 'reference'";
   script << '\n';
   return script.str();
 }
