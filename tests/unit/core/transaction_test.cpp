@@ -168,6 +168,14 @@ TEST_F(Transactions, BegunByTheServersOwnSettingIsOneToo) {
   EXPECT_EQ(peer_.remainingRecords(), Records{wholeTable("t")});
 }
 
+TEST_F(Transactions, BegunByAStatementIsNoneAndItsWritesAreAnnouncedAtOnce) {
+  ASSERT_EQ(rawQuery(handle_, "START TRANSACTION"), 0U);
+  insert("t");
+  EXPECT_EQ(peer_.remainingRecords(), Records{announced("t", ORV_DB_ACTION_INSERT, 1)});
+  rollBack();
+  EXPECT_EQ(rowCount("t"), "0");
+}
+
 TEST_F(Transactions, AFailedCommitReturns14AndAnnouncesNothing) {
   begin();
   insert("t");
