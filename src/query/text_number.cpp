@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstdlib>
 #include <limits>
 
@@ -26,9 +25,8 @@ std::int32_t textToLong(const char *text) {
 
 std::uint32_t textToUnsignedLong(const char *text) {
   constexpr std::uint32_t kLimit = std::numeric_limits<std::uint32_t>::max();
-  errno = 0;
+  // What overflows comes as the largest number, whatever its sign: in the end as the limit, too.
   const unsigned long long number = std::strtoull(text, nullptr, kDecimal);
-  if (errno == ERANGE) return kLimit;
   const bool negative = isNegative(text);
   const unsigned long long magnitude = negative ? 0 - number : number;
   if (magnitude > kLimit) return kLimit;
