@@ -5,15 +5,15 @@
 #include <functional>
 #include <memory>
 
-#include "changes.h"
-#include "doctor.h"
+#include "changes/changes.h"
+#include "commands/doctor.h"
+#include "commands/notify.h"
+#include "commands/sql.h"
+#include "commands/status.h"
+#include "commands/watch.h"
+#include "commands/write.h"
 #include "exit_status.h"
-#include "notify.h"
-#include "sql.h"
-#include "status.h"
 #include "version.h"
-#include "watch.h"
-#include "write.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "command_line.h"
 #include "exit_status.h"
-#include "standard_output.h"
+#include "terminal/standard_output.h"
 
 int main(int argc, char **argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");  // texts are in UTF-8, whatever the terminal's language

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "change_queue.h"
+#include "changes/change_queue.h"
 
 // The table's name is filled up to that width.
 std::string changeForPeople(const Change &change, std::size_t tableWidth);

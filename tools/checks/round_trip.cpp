@@ -1,4 +1,4 @@
-#include "round_trip.h"
+#include "checks/round_trip.h"
 
 #include <orvdb_client.h>
 #include <spawn.h>

@@ -1,4 +1,4 @@
-#include "options_file.h"
+#include "checks/options_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,7 +9,7 @@
 #include <fstream>
 #include <vector>
 
-#include "text.h"
+#include "terminal/text.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "connection.h"
-#include "output.h"
+#include "database/connection.h"
+#include "terminal/output.h"
 
 struct SqlOptions {
   ConnectionOptions connection;

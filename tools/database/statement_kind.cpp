@@ -1,4 +1,4 @@
-#include "statement_kind.h"
+#include "database/statement_kind.h"
 
 #include <algorithm>
 #include <cctype>

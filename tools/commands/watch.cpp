@@ -1,4 +1,4 @@
-#include "watch.h"
+#include "commands/watch.h"
 
 #include <orvdb_client.h>
 #include <poll.h>
@@ -14,11 +14,11 @@
 #include <set>
 #include <system_error>
 
-#include "change_line.h"
-#include "changes.h"
+#include "changes/change_line.h"
+#include "changes/changes.h"
 #include "exit_status.h"
 #include "statuses.h"
-#include "text.h"
+#include "terminal/text.h"
 
 namespace {
 

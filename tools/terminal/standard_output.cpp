@@ -1,4 +1,4 @@
-#include "standard_output.h"
+#include "terminal/standard_output.h"
 
 #include <poll.h>
 #include <sys/ioctl.h>

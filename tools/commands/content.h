@@ -1,8 +1,8 @@
 // The columns of a write, from the command line.
 #pragma once
 
-#include "owners.h"
-#include "write.h"
+#include "commands/write.h"
+#include "database/owners.h"
 
 struct Content {
   Values values;

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "owners.h"
+#include "database/owners.h"
 
 struct ConnectionOptions {
   std::string host = "127.0.0.1";

@@ -1,4 +1,4 @@
-#include "password.h"
+#include "database/password.h"
 
 #include <fcntl.h>
 #include <signal.h>

@@ -1,7 +1,7 @@
 // orvdb doctor: is everything there that a program with this library needs?
 #pragma once
 
-#include "connection.h"
+#include "database/connection.h"
 
 struct DoctorOptions {
   ConnectionOptions connection;

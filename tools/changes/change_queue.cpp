@@ -1,4 +1,4 @@
-#include "change_queue.h"
+#include "changes/change_queue.h"
 
 #include <sys/eventfd.h>
 

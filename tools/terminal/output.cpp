@@ -1,14 +1,14 @@
-#include "output.h"
+#include "terminal/output.h"
 
 #include <charconv>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "rows.h"
-#include "standard_output.h"
-#include "text.h"
-#include "text_table.h"
+#include "database/rows.h"
+#include "terminal/standard_output.h"
+#include "terminal/text.h"
+#include "terminal/text_table.h"
 
 namespace {
 

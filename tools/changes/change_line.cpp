@@ -1,11 +1,11 @@
-#include "change_line.h"
+#include "changes/change_line.h"
 
 #include <array>
 #include <ctime>
 #include <nlohmann/json.hpp>
 
-#include "changes.h"
-#include "text.h"
+#include "changes/changes.h"
+#include "terminal/text.h"
 
 namespace {
 

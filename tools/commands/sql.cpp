@@ -1,13 +1,13 @@
-#include "sql.h"
+#include "commands/sql.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "changes.h"
+#include "changes/changes.h"
+#include "database/statement_kind.h"
 #include "exit_status.h"
-#include "input.h"
-#include "statement_kind.h"
 #include "statuses.h"
+#include "terminal/input.h"
 
 namespace {
 

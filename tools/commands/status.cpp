@@ -1,4 +1,4 @@
-#include "status.h"
+#include "commands/status.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -12,9 +12,9 @@
 
 #include "descriptor.h"
 #include "exit_status.h"
-#include "standard_output.h"
-#include "text.h"
-#include "text_table.h"
+#include "terminal/standard_output.h"
+#include "terminal/text.h"
+#include "terminal/text_table.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "doctor.h"
+#include "commands/doctor.h"
 
 #include <dlfcn.h>
 
@@ -8,12 +8,12 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "checks/options_file.h"
+#include "checks/round_trip.h"
+#include "database/rows.h"
 #include "exit_status.h"
-#include "options_file.h"
-#include "round_trip.h"
-#include "rows.h"
 #include "statuses.h"
-#include "text.h"
+#include "terminal/text.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "content.h"
+#include "commands/content.h"
 
 #include <set>
 
 #include "exit_status.h"
-#include "input.h"
+#include "terminal/input.h"
 
 namespace {
 

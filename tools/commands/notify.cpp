@@ -1,8 +1,8 @@
-#include "notify.h"
+#include "commands/notify.h"
 
 #include <orvdb_client.h>
 
-#include "changes.h"
+#include "changes/changes.h"
 #include "exit_status.h"
 
 int notify(const NotifyOptions &options) {

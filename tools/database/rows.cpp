@@ -1,4 +1,4 @@
-#include "rows.h"
+#include "database/rows.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "write.h"
+#include "commands/write.h"
 
-#include "content.h"
+#include "commands/content.h"
 #include "exit_status.h"
 #include "statuses.h"
 

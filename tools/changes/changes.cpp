@@ -1,4 +1,4 @@
-#include "changes.h"
+#include "changes/changes.h"
 
 #include <orvdb_client.h>
 

@@ -1,10 +1,10 @@
-#include "connection.h"
+#include "database/connection.h"
 
 #include <cstdlib>
 #include <optional>
 
+#include "database/password.h"
 #include "exit_status.h"
-#include "password.h"
 
 namespace {
 

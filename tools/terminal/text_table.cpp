@@ -1,11 +1,11 @@
-#include "text_table.h"
+#include "terminal/text_table.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <numeric>
 #include <utility>
 
-#include "text.h"
+#include "terminal/text.h"
 
 namespace {
 

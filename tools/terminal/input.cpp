@@ -1,4 +1,4 @@
-#include "input.h"
+#include "terminal/input.h"
 
 #include <fcntl.h>
 #include <unistd.h>
