@@ -16,6 +16,10 @@ target_compile_options(orvdb_settings INTERFACE -Wall -Wextra -Wpedantic -Wshado
 if(ORVDB_WARNINGS_AS_ERRORS)
   target_compile_options(orvdb_settings INTERFACE -Werror)
 endif()
+# On 32-bit systems, too, the clock goes on after January 2038, and files and inode numbers may be large.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(orvdb_settings INTERFACE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
 # The standard library checks indices and the like wherever speed is not what counts.
 if(ORVDB_SANITIZER OR CMAKE_BUILD_TYPE STREQUAL "Debug")
   set(ORVDB_CHECKED_LIBRARY ON)

@@ -15,13 +15,13 @@ class Descriptors : public ServerTest {
  protected:
   Descriptors() { reader_.registerFor("shop", "articles", kAll); }
 
-  void limitTo(rlim_t count) const { limitDescriptors(server_.pid(), count); }
+  void limitTo(std::size_t count) const { limitDescriptors(server_.pid(), count); }
 
   // Connects until a connection is refused.
   void exhaust() {
-    constexpr rlim_t kLimit = 24;
+    constexpr std::size_t kLimit = 24;
     limitTo(kLimit);
-    for (rlim_t i = 0; i < kLimit; ++i) {
+    for (std::size_t i = 0; i < kLimit; ++i) {
       try {
         ServerClient client = connectClient();
         client.registerFor("shop", "something", kAll);

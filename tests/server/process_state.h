@@ -23,6 +23,5 @@ std::chrono::milliseconds processorTimeDuring(std::chrono::milliseconds span, pi
 
 std::size_t openDescriptors(pid_t pid);
 
-// From now on it gets none from this number on; those that it has stay. (The size of rlim_t is not the same everywhere
-// on 32-bit machines: some of these files are compiled for large files.)
+// From now on it gets none from this number on; those that it has stay.
 void limitDescriptors(pid_t pid, std::size_t count);

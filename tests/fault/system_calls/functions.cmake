@@ -5,6 +5,8 @@ execute_process(COMMAND ${NM} --undefined-only --no-sort ${OBJECTS} OUTPUT_VARIA
 string(REGEX MATCHALL " U [a-z_][a-z0-9_]*\n" called "${symbols}")
 list(TRANSFORM called STRIP)
 list(TRANSFORM called REPLACE "^U " "")
+# What has to do with time is called by another name on 32-bit systems.
+list(TRANSFORM called REPLACE "^__([a-z_]+)64$" "\\1")
 # What compiler and sanitizers add, the library's own, and what only copies and compares.
 list(FILTER called EXCLUDE REGEX "^(__|s_|mem|str)")
 list(REMOVE_DUPLICATES called)

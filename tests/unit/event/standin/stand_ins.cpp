@@ -18,9 +18,13 @@ auto perform(const StandIn<Signature> &standIn, Real real, Arguments... argument
 
 extern "C" {
 
+int __real_clock_gettime(clockid_t clock, timespec *now);
 int __real_pipe2(int *ends, int flags);
 int __real_socket(int domain, int type, int protocol);
 
+int __wrap_clock_gettime(clockid_t clock, timespec *now) {
+  return perform(standIns.clock, __real_clock_gettime, clock, now);
+}
 int __wrap_sigaction(int number, const struct sigaction *action, struct sigaction *before) {
   return perform(standIns.signalAction, __real_sigaction, number, action, before);
 }

@@ -41,6 +41,7 @@ class StandIn<Result(Arguments...)> {
 };
 
 struct StandIns {
+  StandIn<int(clockid_t, timespec *)> clock;
   StandIn<int(int, const struct sigaction *, struct sigaction *)> signalAction;
   StandIn<int(int, const sigset_t *, sigset_t *)> signalMask;
   StandIn<int(int *, int)> pipe;

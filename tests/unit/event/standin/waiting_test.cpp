@@ -67,6 +67,20 @@ TEST_F(ReplyWait, BeginsAnewAfterAnInterruptionAndAfterAPostOfAnEarlierRegistrat
   expectFreshDeadlines(5);
 }
 
+// A clock fails whose time does not fit.
+TEST_F(ReplyWait, IsAsLongInYearsThat32BitsDoNotReach) {
+  constexpr long long kIn2039 = 2'200'000'000;
+  standIns.clock.play([](clockid_t, timespec *now) {
+    now->tv_sec = static_cast<time_t>(kIn2039);
+    return now->tv_sec == kIn2039 ? 0 : failWith(EOVERFLOW);
+  });
+  peer.answerRegistrations(Answer::silence);
+  playWaits({ETIMEDOUT});
+  EXPECT_EQ(registerItems(1, f), 7);
+  ASSERT_EQ(deadlines_.size(), 1U);
+  EXPECT_EQ(deadlines_[0].deadline, kIn2039 * 1'000'000'000 + kTwoSeconds);
+}
+
 TEST_F(ReplyWait, EndsWithAnyOtherError) {
   peer.answerRegistrations(Answer::silence);
   playWaits({EINVAL});
