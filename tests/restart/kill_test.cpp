@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "restart/restart_fixture.h"
+#include "support/count.h"
 
 namespace {
 

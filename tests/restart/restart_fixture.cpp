@@ -16,11 +16,6 @@ constexpr char kPauseMicroseconds[] = "3000";
 
 }  // namespace
 
-int countFromEnvironment(const char *name, int otherwise) {
-  const char *value = std::getenv(name);
-  return value != nullptr ? std::stoi(value) : otherwise;
-}
-
 RestartTest::RestartTest() {
   const auto seed = std::random_device{}();
   std::cout << "random seed " << seed << std::endl;

@@ -16,9 +16,6 @@
 #include "support/server_status.h"
 #include "support/temporary_folder.h"
 
-// A number from the environment, by which script/restart-test asks for more than ctest does.
-int countFromEnvironment(const char *name, int otherwise);
-
 class RestartTest : public DatabaseTest {
  public:
   RestartTest();

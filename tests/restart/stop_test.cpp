@@ -8,6 +8,7 @@
 
 #include "event/message.h"
 #include "restart/restart_fixture.h"
+#include "support/count.h"
 
 namespace {
 

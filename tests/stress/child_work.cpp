@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr unsigned int kSeconds = 30;
-
 [[noreturn]] void sayWhere(int) {
   void *addresses[64];
   backtrace_symbols_fd(addresses, backtrace(addresses, 64), STDERR_FILENO);
@@ -52,7 +50,7 @@ CHILD_PROGRAM(DoesAChildsWork) {
 
 void endWhenLate() {
   signal(SIGALRM, sayWhere);
-  alarm(kSeconds);
+  alarm(static_cast<unsigned int>(kPatience.count()));
 }
 
 const RegisteredProgram &kDoesAChildsWork = DoesAChildsWork;
@@ -63,6 +61,6 @@ int doChildsWork(const std::string &db, int number) {
   if (!handle) return 2;
   if (insertRow(handle, kChildren, number) != ORV_DB_OK) return 3;
   if (orv_db_register_callback(db.c_str(), kBeats, ORV_DB_ACTION_ALL, nullptr, 0, hear) != ORV_DB_OK) return 4;
-  if (!waitUntil([] { return s_notified.load(); }, std::chrono::seconds(kSeconds))) return 5;
+  if (!waitUntil([] { return s_notified.load(); })) return 5;
   return rawValue(handle, "SELECT 1") == "1" ? 0 : 6;
 }

@@ -5,7 +5,7 @@
 
 #include "support/child_program.h"
 
-// From now on a child has half a minute. One that is late shows its stack and ends with status 7.
+// From now on a child has as long as a test waits. One that is late shows its stack and ends with status 7.
 void endWhenLate();
 
 // Opens, writes its number, registers and is notified, in time. Gives 0, or the number of the step that failed.

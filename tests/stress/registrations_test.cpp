@@ -7,8 +7,8 @@
 #include <mutex>
 #include <thread>
 
-#include "stress/count.h"
 #include "support/connected_peer.h"
+#include "support/count.h"
 #include "support/watchdog.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "stress/count.h"
 #include "support/child_program.h"
+#include "support/count.h"
 #include "support/database.h"
 #include "support/program.h"
 #include "support/temporary_folder.h"

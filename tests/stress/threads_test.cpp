@@ -6,9 +6,9 @@
 #include <memory>
 #include <thread>
 
-#include "stress/count.h"
 #include "stress/worker.h"
 #include "support/connected_peer.h"
+#include "support/count.h"
 #include "support/watchdog.h"
 #include "unit/core/writing_test.h"
 

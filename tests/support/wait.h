@@ -7,7 +7,7 @@
 #include <thread>
 
 // Generous on purpose: a busy machine must not fail a test, and a test that passes never waits so long.
-constexpr std::chrono::seconds kPatience{30};
+constexpr std::chrono::seconds kPatience{ORVDB_TEST_PATIENCE};
 
 template <typename Condition>
 bool waitUntil(Condition &&condition, std::chrono::steady_clock::duration patience = kPatience) {

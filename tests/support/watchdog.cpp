@@ -8,8 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "support/wait.h"
-
 namespace {
 
 using Clock = std::chrono::steady_clock;

@@ -19,9 +19,11 @@
 #include <string>
 #include <thread>
 
+#include "support/wait.h"
+
 class Watchdog {
  public:
-  explicit Watchdog(std::chrono::seconds patience = std::chrono::seconds(60));
+  explicit Watchdog(std::chrono::seconds patience = 2 * kPatience);
   ~Watchdog();
   Watchdog(const Watchdog &) = delete;
   Watchdog &operator=(const Watchdog &) = delete;

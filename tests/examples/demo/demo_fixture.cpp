@@ -1,5 +1,6 @@
 #include "examples/demo/demo_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -9,7 +10,7 @@
 namespace {
 
 // Tens of thousands of statements, with a sanitizer on a busy machine.
-constexpr std::chrono::seconds kLoaderPatience{110};
+constexpr std::chrono::seconds kLoaderPatience = std::max(std::chrono::seconds(110), 3 * kPatience);
 
 // Where script/mariadb has written down how the server is reached.
 std::string connectionFile() {

@@ -3,12 +3,12 @@
 // Whatever happens, a status is true: 0 only if the database holds the change, or the rows are all there. The one
 // exception is a documented one: a connection that is lost inside a transaction is re-established without a word, and
 // the commit on the new connection may be answered with 0.
-#include <cstdlib>
 #include <optional>
 
 #include "fault/proxy/broken_connection.h"
 #include "fault/proxy/positions.h"
 #include "fault/proxy/short_timeouts.h"
+#include "support/count.h"
 
 namespace {
 
@@ -23,9 +23,7 @@ constexpr FaultName kFaults[] = {{Fault::reset, "IsReset"},
 
 // In how many places of one direction a conversation is broken; script/cut-test asks for all there are.
 std::size_t mostPlaces(Fault fault) {
-  const char *chosen = std::getenv("ORVDB_CUTS");
-  if (chosen != nullptr) return std::stoul(chosen);
-  return fault == Fault::stall ? kStallsAtOnce : 40;
+  return static_cast<std::size_t>(countFromEnvironment("ORVDB_CUTS", fault == Fault::stall ? kStallsAtOnce : 40));
 }
 
 std::vector<std::size_t> placesOf(const std::string &bytes, Fault fault) {

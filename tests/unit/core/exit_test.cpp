@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "support/child_program.h"
+#include "support/count.h"
 #include "writing_test.h"
 
 namespace {
@@ -74,7 +75,8 @@ class ThreadsAtExit : public DatabaseTest, public testing::WithParamInterface<in
 }  // namespace
 
 TEST_P(ThreadsAtExit, DoNotCrashTheProcess) {
-  for (int round = 0; round < kRounds; ++round) {
+  const int rounds = countFromEnvironment("ORVDB_EXITS", kRounds);
+  for (int round = 0; round < rounds; ++round) {
     ChildProgram child(EndsWhileThreadsWork, {db()}, endingAtOnce());
     ASSERT_EQ(child.wait(), exited(0)) << round << child.output();
   }
