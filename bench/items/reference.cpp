@@ -13,7 +13,7 @@ MYSQL_BIND bindNumber(Number &value, enum_field_types type, bool isUnsigned) {
   bind.buffer_type = type;
   bind.buffer = &value;
   bind.buffer_length = sizeof value;
-  bind.is_unsigned = isUnsigned;
+  bind.is_unsigned = isUnsigned ? 1 : 0;
   return bind;
 }
 

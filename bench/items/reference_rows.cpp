@@ -81,7 +81,7 @@ class TextRows : public Rows {
   TextRows &operator=(const TextRows &) = delete;
 
   bool next(Item &item) override {
-    const MYSQL_ROW row = mysql_fetch_row(m_result);
+    MYSQL_ROW row = mysql_fetch_row(m_result);
     if (row == nullptr) return false;
     const unsigned long *lengths = mysql_fetch_lengths(m_result);
     const unsigned long nameLength = copy(row[0], lengths[0], item.name, sizeof item.name - 1);

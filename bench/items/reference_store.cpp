@@ -1,9 +1,9 @@
 // The works done with the client library alone.
 #include "reference.h"
 
-namespace {
+namespace reference {
 
-using namespace reference;
+namespace {
 
 constexpr char kInsert[] = "INSERT INTO work(code,name,price,stock,weight) VALUES (?,?,?,?,?)";
 constexpr char kLookUp[] = "SELECT _id FROM work WHERE _id=?";
@@ -62,8 +62,8 @@ class ReferenceStore : public ItemStore {
   }
 
   // Gives the new id, if the statement has made one.
-  unsigned long long execute(MYSQL_STMT *statement, MYSQL_BIND *values) const {
-    reference::execute(statement, values);
+  unsigned long long executeWrite(MYSQL_STMT *statement, MYSQL_BIND *values) const {
+    execute(statement, values);
     require(mysql_stmt_affected_rows(statement) == 1, connection());
     return mysql_stmt_insert_id(statement);
   }
@@ -71,20 +71,20 @@ class ReferenceStore : public ItemStore {
  private:
   unsigned long long write(const char *sql, MYSQL_BIND *values) const {
     const Statement statement = prepare(connection(), sql);
-    return execute(statement.get(), values);
+    return executeWrite(statement.get(), values);
   }
 
   unsigned long long lookUp(unsigned long long id) const {
     const Statement statement = prepare(connection(), kLookUp);
     MYSQL_BIND bind = bindOf(id);
-    reference::execute(statement.get(), &bind);
+    execute(statement.get(), &bind);
     return firstId(statement.get());
   }
 
   std::unique_ptr<Rows> query(const char *condition, unsigned long long id) const {
     Statement statement = prepare(connection(), std::string(kSelect) + condition);
     MYSQL_BIND bind = bindOf(id);
-    reference::execute(statement.get(), &bind);
+    execute(statement.get(), &bind);
     return storeRows(std::move(statement));
   }
 
@@ -102,11 +102,11 @@ class PreparedStore : public ReferenceStore {
 
   void update(unsigned long long id, int price) override {
     MYSQL_BIND bind = bindOf(id);
-    reference::execute(m_lookUp.get(), &bind);
+    execute(m_lookUp.get(), &bind);
     const unsigned long long found = firstId(m_lookUp.get());
     mysql_stmt_free_result(m_lookUp.get());
     MYSQL_BIND binds[] = {bindOf(price), bindOf(id)};
-    execute(m_update.get(), binds);
+    executeWrite(m_update.get(), binds);
     announce(kUpdated, found);
   }
 
@@ -117,12 +117,14 @@ class PreparedStore : public ReferenceStore {
 
 }  // namespace
 
+}  // namespace reference
+
 std::unique_ptr<ItemStore> openReference(const DatabaseServer &server, const std::string &db,
                                          const RecordSocket *listener) {
-  return std::make_unique<ReferenceStore>(server, db, listener);
+  return std::make_unique<reference::ReferenceStore>(server, db, listener);
 }
 
 std::unique_ptr<ItemStore> openPreparedReference(const DatabaseServer &server, const std::string &db,
                                                  const RecordSocket *listener) {
-  return std::make_unique<PreparedStore>(server, db, listener);
+  return std::make_unique<reference::PreparedStore>(server, db, listener);
 }

@@ -5,8 +5,8 @@
 
 namespace {
 
-Repeat readingOf(std::shared_ptr<Rows> rows) {
-  return [rows](std::size_t count) {
+Repeat readingOf(std::unique_ptr<Rows> stored) {
+  return [rows = std::shared_ptr<Rows>(std::move(stored))](std::size_t count) {
     Item item;
     for (std::size_t i = 0; i < count; ++i) {
       if (rows->next(item)) {

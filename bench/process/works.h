@@ -23,7 +23,7 @@ struct Work {
 
 // What the works are done with. It outlives them.
 struct Surroundings {
-  Surroundings(const DatabaseServer &server, const std::string &db);
+  Surroundings(const DatabaseServer &server, const std::string &name);
 
   std::string db;
   ReadingProcess listener;
