@@ -72,7 +72,8 @@ bool refresh(Rows &copy, const std::set<RowId> &changed, const Handle &database)
   copy.swap(rows);
   return true;
 } catch (const std::exception &error) {
-  return std::fprintf(stderr, "%s\n", error.what()), false;
+  std::fprintf(stderr, "%s\n", error.what());
+  return false;
 }
 
 }  // namespace

@@ -59,8 +59,10 @@ void perform(const Handle &database, const Job &job) {
 
 // False when there is nothing to do.
 bool doNext(const Handle &database, const std::string &worker) {
-  if (const std::optional<Job> job = findOwn(database, worker)) return perform(database, *job), true;
-  return claimNext(database, worker);
+  const std::optional<Job> job = findOwn(database, worker);
+  if (!job) return claimNext(database, worker);
+  perform(database, *job);
+  return true;
 }
 
 bool tryToRegister(const char *database) {
