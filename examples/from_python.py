@@ -43,7 +43,7 @@ for name, result, *arguments in (
 
 def check(status, action, expected=OK):
     if status != expected:
-        raise RuntimeError(f"cannot {action}: status {status} {lib.orv_db_get_error_str().decode()}")
+        raise RuntimeError(f"cannot {action}: status {status} {lib.orv_db_get_error_str().decode(errors='replace')}")
 
 
 @Callback
