@@ -1,33 +1,30 @@
 #include "frame/notification_server.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <stdexcept>
 
-#include "event/message.h"
-#include "support/unique_fd.h"
 #include "support/wait.h"
 
 namespace {
 
-// Without a descriptor where nobody listens.
-UniqueFd tryToConnect() {
-  UniqueFd made(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::string(kServerSocketPath).copy(address.sun_path, sizeof address.sun_path - 1);
-  if (connect(made.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) made.reset();
-  return made;
+std::vector<std::string> serverCommand(const std::vector<std::string> &options, const std::string &path) {
+  std::vector<std::string> command{ORVDB_SERVER, "--socket=" + path};
+  command.insert(command.end(), options.begin(), options.end());
+  return command;
 }
-
-bool answers() { return static_cast<bool>(tryToConnect()); }
 
 }  // namespace
 
-// Reminders of what may have been missed would come in between.
-NotificationServer::NotificationServer() : m_process({ORVDB_SERVER, "--resync=never"}, Role::kReader) {
-  if (!waitUntil(answers)) throw std::runtime_error("the notification server does not start");
+ServerProgram::ServerProgram(std::vector<std::string> command, std::string path)
+    : m_path(std::move(path)), m_process(std::move(command), Role::kReader) {
+  if (!waitUntil([this] { return RecordSocket::answers(m_path); }))
+    throw std::runtime_error("nobody accepts connections at " + m_path);
 }
 
-RecordSocket NotificationServer::connect() { return RecordSocket(tryToConnect()); }
+NotificationServer::NotificationServer(const std::vector<std::string> &options)
+    : NotificationServer(options, kServerSocketPath) {}
+
+NotificationServer::NotificationServer(const std::vector<std::string> &options, const std::string &path)
+    : ServerProgram(serverCommand(options, path), path) {}
+
+Relay::Relay(Manner manner, const std::string &path)
+    : ServerProgram({manner == kEach ? RELAY_EACH : RELAY_RUNS, path}, path) {}

@@ -3,20 +3,19 @@
 
 #include "frame/child_process.h"
 #include "frame/record_socket.h"
+#include "frame/socket_pair.h"
 
 class ReadingProcess {
  public:
-  ReadingProcess();
+  // Reads what is sent by socket().
+  ReadingProcess() : ReadingProcess(SocketPair()) {}
+  // Reads what comes there.
+  explicit ReadingProcess(RecordSocket source);
 
   const RecordSocket &socket() const { return m_socket; }
 
  private:
-  struct Ends {
-    UniqueFd ours;
-    UniqueFd theirs;
-  };
-  static Ends makeEnds();
-  explicit ReadingProcess(Ends ends);
+  explicit ReadingProcess(SocketPair ends);
 
   RecordSocket m_socket;
   ChildProcess m_reader;
