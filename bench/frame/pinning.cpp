@@ -47,6 +47,15 @@ void startPinning() {
   pin(0, Role::kMeasured);
 }
 
+void unpinThread() {
+  if (s_processors.empty()) return;
+  cpu_set_t all;
+  CPU_ZERO(&all);
+  for (const int processor : s_processors)
+    CPU_SET(static_cast<std::size_t>(processor), &all);
+  sched_setaffinity(0, sizeof all, &all);
+}
+
 void pinProcess(pid_t pid, Role role) {
   for (const auto &task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task"))
     pin(std::stoi(task.path().filename()), role);

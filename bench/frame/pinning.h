@@ -8,5 +8,7 @@ enum class Role { kMeasured, kDatabase, kReader };
 
 // Pins this thread as the measured one. Without it nobody is pinned.
 void startPinning();
+// For a thread that the measured one has started, where several are measured at once.
+void unpinThread();
 // All threads that the process has by now, and those that they start.
 void pinProcess(pid_t pid, Role role);
