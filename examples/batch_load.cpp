@@ -7,8 +7,9 @@
 //  - A batch has a name, made of the file's and of its first line, and one that is there already is left out. So give
 //    each file a name of its own.
 //  - It takes no signals. When it ends, for whatever reason, the server rolls back what has not been committed.
-//  - A call that fails ends it, too. The connection may be lost, and with it what was written before: on a new one the
-//    rest would be stored row by row. And whether a commit that failed was done shows when it is run again.
+//  - A call that fails ends it, too: whether a commit that failed was done shows when it is run again.
+//  - A connection that is lost takes with it what was written, and may be replaced without a sign: on the new one the
+//    rest would be stored row by row. So its number is compared before the commit.
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -35,8 +36,14 @@ std::size_t countRows(const Handle &database, const std::string &name) {
   return step(count) ? static_cast<std::size_t>(integerColumn(count, 0)) : 0;
 }
 
+long long connectionNumber(const Handle &database) {
+  const Result number = rawQuery(database, "SELECT CONNECTION_ID()");
+  return step(number) ? integerColumn(number, 0) : 0;
+}
+
 void write(const Handle &database, const std::string &name, const Batch &batch, bool isPartlyThere) {
   check(orv_db_begin_transaction(database.get()), "begin");
+  const long long connection = connectionNumber(database);
   const _orv_db_param_t rest = textParam(name);
   if (isPartlyThere) check(orv_db_delete(database.get(), "readings", "batch=?", &rest, 1, nullptr), "delete");
   const Values row = newValues();
@@ -46,6 +53,7 @@ void write(const Handle &database, const std::string &name, const Batch &batch, 
     orv_db_content_put_double(row.get(), "value", reading.value);
     check(orv_db_insert(database.get(), "readings", row.get(), nullptr, nullptr), "insert");
   }
+  if (connectionNumber(database) != connection) throw std::runtime_error("the connection was lost");
   check(orv_db_commit_transaction(database.get()), "commit");
 }
 

@@ -44,9 +44,11 @@
  *
  * Limits worth knowing
  * --------------------
- *  - A connection lost inside a transaction takes what was written with it. The next write, query or commit fails.
- *    After that it is re-established silently, later writes are committed one by one, and the commit returns
- *    ORV_DB_OK. So any other status inside a transaction ends it: roll back. orv_db_test_connection() hides the loss.
+ *  - A connection lost inside a transaction takes what was written with it. Mostly the next write, query or commit
+ *    fails: roll back then. But the loss may also be met by the end of a statement that has succeeded, or by
+ *    orv_db_test_connection(). Then the connection is re-established silently, later writes are committed one by one,
+ *    and the commit returns ORV_DB_OK. To be sure, compare "SELECT CONNECTION_ID()", by orv_db_raw_query(), after the
+ *    begin and right before the commit.
  *  - A result of orv_db_query() must be read before its handle is closed or reconnects; freeing it later is fine. A
  *    result of orv_db_raw_query() is independent of its handle.
  *  - A stored procedure that returns rows leaves the connection out of step with the server: the next call fails, or
