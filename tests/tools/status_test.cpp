@@ -119,7 +119,9 @@ TEST_F(ToolStatus, OtherUserIsToldWhoMayReadIt) {
     command.insert(command.end(), {ORVDB_TOOL, "status", "--socket", statusPath()});
     Program tool(command, folder() / "as_other_user");
     EXPECT_EQ(tool.waitForExit(), 1);
-    EXPECT_EQ(tool.output(), "orvdb: " + statusPath() + ": Permission denied: it takes the server's user, or root\n");
+    // A build that counts what is executed says behind it that this user cannot write down the counters.
+    EXPECT_THAT(tool.output(), testing::StartsWith("orvdb: " + statusPath() +
+                                                   ": Permission denied: it takes the server's user, or root\n"));
   }
 }
 
