@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
@@ -36,7 +37,11 @@ class TargetProgram {
     std::fputc('\n', m_questions);
     std::fflush(m_questions);
     std::array<char, 256> line{};
-    if (std::fgets(line.data(), line.size(), m_answers) == nullptr) fail();
+    while (std::fgets(line.data(), line.size(), m_answers) == nullptr) {
+      // The fuzzer's own alarm may interrupt the wait.
+      if (std::ferror(m_answers) == 0 || errno != EINTR) fail();
+      std::clearerr(m_answers);
+    }
     std::string answer = line.data();
     answer.pop_back();
     return answer;
