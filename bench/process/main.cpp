@@ -5,6 +5,7 @@
 #include "frame/notification_server.h"
 #include "instructions.h"
 #include "items/tables.h"
+#include "start_up.h"
 #include "works.h"
 
 namespace {
@@ -77,5 +78,6 @@ int main(int argc, char **argv) {
     const NotificationServer notificationServer;
     Surroundings surroundings(server, kDb);
     measureAll(bench, Works(surroundings));
+    measureStartUp(bench);
   });
 }
