@@ -6,6 +6,14 @@
 #include "command_line.h"
 #include "exit_status.h"
 #include "terminal/standard_output.h"
+#include "terminal/text.h"
+
+namespace {
+
+// What a user typed or a server sent stands in it.
+void say(const std::exception &error) { std::fprintf(stderr, "orvdb: %s\n", printableMessage(error.what()).c_str()); }
+
+}  // namespace
 
 int main(int argc, char **argv) {
   std::setlocale(LC_CTYPE, "C.UTF-8");  // texts are in UTF-8, whatever the terminal's language
@@ -14,11 +22,11 @@ int main(int argc, char **argv) {
     status = runCommandLine(argc, argv);
     finishOutput();
   } catch (const WrongUsage &error) {
-    std::fprintf(stderr, "orvdb: %s\n", error.what());
+    say(error);
     return kWrongUsage;
   } catch (const std::exception &error) {
     std::fflush(stdout);
-    std::fprintf(stderr, "orvdb: %s\n", error.what());
+    say(error);
     return kFailed;
   }
   return status;

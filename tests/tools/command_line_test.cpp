@@ -58,7 +58,7 @@ Options:
 struct WrongUsage {
   const char *name;
   Words words;
-  const char *errors;
+  std::string errors;
 };
 
 void PrintTo(const WrongUsage &usage, std::ostream *out) { *out << usage.name; }
@@ -81,13 +81,16 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"NoDatabase", {"watch", "t"}, "orvdb: --database is required; see 'orvdb watch --help'\n"},
         WrongUsage{"NoTable", {"watch", "-d", "x"}, "orvdb: TABLE is required; see 'orvdb watch --help'\n"},
         WrongUsage{"EmptyTable", {"watch", "-d", "x", ""}, "orvdb: the name of a table cannot be empty\n"},
-        WrongUsage{"LongTable", {"notify", "-d", "x", kLongName, "all"}, kLongNameError.c_str()},
+        WrongUsage{"LongTable", {"notify", "-d", "x", kLongName, "all"}, kLongNameError},
         WrongUsage{"UnknownAction",
                    {"notify", "-d", "x", "t", "upsert"},
                    "orvdb: 'upsert' is no action; there are insert, update, delete and all\n"},
         WrongUsage{"EmptyAction",
                    {"watch", "-d", "x", "t", "--action", ""},
                    "orvdb: '' is no action; there are insert, update, delete and all\n"},
+        WrongUsage{"ActionThatWouldChangeTheTerminal",
+                   {"notify", "-d", "x", "t", "\x1b[31m\xff"},
+                   "orvdb: '\\x1b[31m\\xff' is no action; there are insert, update, delete and all\n"},
         WrongUsage{"TwoFormats",
                    {"sql", "--json", "--csv", "SELECT 1"},
                    "orvdb: --json excludes --csv; see 'orvdb sql --help'\n"},

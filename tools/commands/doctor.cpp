@@ -66,7 +66,8 @@ Finding checkDatabase(const ConnectionOptions &options) {
 
 void printForPeople(const std::vector<Finding> &findings) {
   for (const Finding &finding : findings) {
-    std::printf("%-8s %s: %s\n", levelName(finding.level), finding.subject.c_str(), printable(finding.text).c_str());
+    std::printf("%-8s %s: %s\n", levelName(finding.level), finding.subject.c_str(),
+                printableMessage(finding.text).c_str());
     if (!finding.advice.empty()) std::printf("         -> %s\n", finding.advice.c_str());
   }
 }

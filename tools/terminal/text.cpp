@@ -1,5 +1,6 @@
 #include "terminal/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cuchar>
@@ -60,18 +61,23 @@ std::string hexDigits(std::string_view bytes) {
 }
 
 std::string printable(std::string_view bytes) {
-  if (!isUtf8(bytes)) return "0x" + hexDigits(bytes);
-  std::string text;
-  while (!bytes.empty()) {
-    const Character next = firstCharacter(bytes);
-    if (wcwidth(static_cast<wchar_t>(next.code)) < 0 || next.code == U'\0') {
-      text += escaped(next.code);
+  return isUtf8(bytes) ? printableMessage(bytes) : "0x" + hexDigits(bytes);
+}
+
+std::string printableMessage(std::string_view text) {
+  std::string shown;
+  while (!text.empty()) {
+    const Character next = firstCharacter(text);
+    if (next.bytes == 0) {
+      shown += "\\x" + hexDigits(text.substr(0, 1));
+    } else if (wcwidth(static_cast<wchar_t>(next.code)) < 0 || next.code == U'\0') {
+      shown += escaped(next.code);
     } else {
-      text += bytes.substr(0, next.bytes);
+      shown += text.substr(0, next.bytes);
     }
-    bytes.remove_prefix(next.bytes);
+    text.remove_prefix(std::max<std::size_t>(next.bytes, 1));
   }
-  return text;
+  return shown;
 }
 
 std::size_t displayWidth(std::string_view text) {

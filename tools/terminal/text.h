@@ -13,6 +13,10 @@ std::string hexDigits(std::string_view bytes);
 // As it can be shown on one line: control characters as "\n" or "\x1b", and what is not UTF-8 as "0x00ff".
 std::string printable(std::string_view bytes);
 
+// The same for a message, of which some bytes may be no UTF-8, such as the last where it was cut: they alone are
+// escaped.
+std::string printableMessage(std::string_view text);
+
 // Columns that a printable text takes.
 std::size_t displayWidth(std::string_view text);
 
