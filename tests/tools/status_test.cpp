@@ -22,17 +22,27 @@ class ToolStatusOfOthers : public ToolTest {
   Answer status() const { return run({"status", "--socket", statusPath()}); }
 };
 
+sockaddr_un addressOf(const std::string &path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
+UniqueFd listenAt(const std::string &path, int backlog) {
+  UniqueFd listener(socket(AF_UNIX, SOCK_STREAM, 0));
+  const sockaddr_un address = addressOf(path);
+  if (bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+      listen(listener.get(), backlog) != 0) {
+    throw std::runtime_error("cannot listen");
+  }
+  return listener;
+}
+
 // Answers one connection.
 class Answerer {
  public:
-  Answerer(const std::string &path, std::string text) : text_(std::move(text)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-        listen(socket_.get(), 1) != 0) {
-      throw std::runtime_error("cannot listen");
-    }
+  Answerer(const std::string &path, std::string text) : text_(std::move(text)), socket_(listenAt(path, 1)) {
     thread_ = std::thread([this] {
       const UniqueFd caller(accept(socket_.get(), nullptr, nullptr));
       EXPECT_EQ(send(caller.get(), text_.data(), text_.size(), MSG_NOSIGNAL), static_cast<ssize_t>(text_.size()));
@@ -44,7 +54,7 @@ class Answerer {
 
  private:
   const std::string text_;
-  const UniqueFd socket_{socket(AF_UNIX, SOCK_STREAM, 0)};
+  const UniqueFd socket_;
   std::thread thread_;
 };
 
@@ -103,6 +113,17 @@ TEST_F(ToolStatusOfOthers, AnythingElseThatAnswersIsAFailure) {
 TEST_F(ToolStatusOfOthers, EmptyAnswerIsAFailure) {
   const Answerer answerer(statusPath(), "");
   EXPECT_EQ(status(), (Answer{1, "", "orvdb: " + statusPath() + ": no whole report came: try again\n"}));
+}
+
+TEST_F(ToolStatusOfOthers, ServerThatTakesNoMoreCallersIsAFailure) {
+  const UniqueFd listener = listenAt(statusPath(), 0);
+  const UniqueFd first(socket(AF_UNIX, SOCK_STREAM, 0));  // waits in the place of the only caller
+  const sockaddr_un address = addressOf(statusPath());
+  ASSERT_EQ(connect(first.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+  EXPECT_EQ(status(),
+            (Answer{1, "",
+                    "orvdb: " + statusPath() +
+                        ": Resource temporarily unavailable: orvdb_server takes no callers: is it stopped?\n"}));
 }
 
 TEST_F(ToolStatusOfOthers, PathThatIsTooLongIsAFailure) {

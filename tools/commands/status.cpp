@@ -28,6 +28,8 @@ std::string advice(int reason) {
       return ": is orvdb_server running, and does it have a status socket there?";
     case ECONNREFUSED:
       return ": orvdb_server has ended and left its socket behind";
+    case EAGAIN:
+      return ": orvdb_server takes no callers: is it stopped?";
     case EACCES:
       return ": it takes the server's user, or root";
     default:
@@ -52,6 +54,7 @@ std::string readReport(const std::string &path) {
   const sockaddr_un address = addressOf(path);
   const Descriptor server(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   setsockopt(server.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
+  setsockopt(server.get(), SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);  // connecting may take as long
   if (connect(server.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) fail(path, errno);
   std::string report;
   std::array<char, 4096> part{};
