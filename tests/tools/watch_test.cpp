@@ -18,7 +18,20 @@ class ToolWatch : public NotifiedToolTest {
   void notify(const Words &more) const { EXPECT_EQ(run(withName("notify", more)), (Answer{0, "", ""})); }
 };
 class ToolWatchEnd : public ToolWatch, public testing::WithParamInterface<int> {};
-class ToolWatchWithoutServer : public ToolTest {};
+class ToolWatchWithoutServer : public ToolTest {
+ protected:
+  // Of one that its test ends and starts.
+  RunningTool startWatchOf(Program &server) const {
+    RunningTool watch = startWatch({"item"});
+    server.signal(SIGKILL);
+    server.waitForExit();
+    return watch;
+  }
+};
+
+bool hasSaid(const RunningTool &watch, const std::string &text) {
+  return waitUntil([&] { return watch.errors().find(text) != std::string::npos; });
+}
 
 std::string withoutTimes(const std::string &output) {
   return std::regex_replace(output, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} )"), "TIME ");
@@ -134,6 +147,14 @@ TEST_F(ToolWatch, TimeOutWithoutACountIsStatus0) {
   EXPECT_EQ(run(withName("watch", {"item", "--timeout", "0.2"})), (Answer{0, "", "watching " + name + ".item\n"}));
 }
 
+TEST_F(ToolWatch, OutputThatCannotBeWrittenEndsIt) {
+  Program watch({"/bin/sh", "-c", "exec \"$0\" watch -d \"$1\" item >/dev/full", ORVDB_TOOL, db()}, folder() / "full");
+  watch.waitForOutput("watching");
+  notify({"item", "insert", "1"});
+  EXPECT_EQ(watch.waitForExit(), 1);
+  EXPECT_THAT(watch.output(), EndsWith("orvdb: cannot write: No space left on device\n"));
+}
+
 TEST_F(ToolWatch, CountIsNotExceeded) {
   RunningTool watch = startWatch({"item", "--count", "1", "--timeout", "1000"});
   watch.signal(SIGSTOP);
@@ -164,6 +185,16 @@ TEST_F(ToolWatch, SaysThatTheNotificationServerDoesNotConfirm) {
                     "orvdb: cannot watch " + std::string(db()) +
                         ".item: the notification server did not confirm within 2 seconds: is orvdb_server stopped or "
                         "overloaded?\n"}));
+}
+
+TEST_F(ToolWatchWithoutServer, SaysThatAServerIsGoneAndThatItIsBack) {
+  Program server = startServer();
+  RunningTool watch = startWatchOf(server);
+  EXPECT_TRUE(hasSaid(watch, "orvdb: the notification server is gone: changes are missed until it is back\n"));
+  const Program next = startServer();
+  EXPECT_TRUE(hasSaid(watch, "orvdb: the notification server is back: changes may have been missed\n"));
+  EXPECT_EQ(run(withName("notify", {"item", "insert", "1"})), (Answer{0, "", ""}));
+  watch.waitForOutput("row 1\n");
 }
 
 TEST_F(ToolWatchWithoutServer, SaysThatNoNotificationServerRuns) {

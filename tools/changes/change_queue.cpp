@@ -22,3 +22,14 @@ std::deque<Change> ChangeQueue::takeAll() {
   eventfd_read(event_.get(), &pushed);
   return std::exchange(changes_, {});
 }
+
+void ChangeQueue::close() {
+  const std::lock_guard closing(mutex_);
+  isClosed_ = true;
+  eventfd_write(event_.get(), 1);
+}
+
+bool ChangeQueue::isClosed() {
+  const std::lock_guard asking(mutex_);
+  return isClosed_;
+}

@@ -22,11 +22,15 @@ class ChangeQueue {
 
   void push(Change change);
   std::deque<Change> takeAll();
-  // Readable when there is something to take.
+  // Says that no more will come.
+  void close();
+  bool isClosed();
+  // Readable when there is something to take, and when it has been closed.
   int descriptor() const { return event_.get(); }
 
  private:
   const Descriptor event_;
   std::mutex mutex_;
   std::deque<Change> changes_;
+  bool isClosed_ = false;
 };

@@ -16,13 +16,17 @@
 
 #include "changes/change_line.h"
 #include "changes/changes.h"
+#include "changes/server_contact.h"
 #include "exit_status.h"
 #include "statuses.h"
+#include "terminal/standard_output.h"
 #include "terminal/text.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr char kGivenUp[] = "no notification server was found for 34 minutes, and the library has stopped looking";
 
 // Called on the library's message thread.
 void queueChange(const char *db, const char *table, _orv_db_action_t action, unsigned long long rowId, void *queue) {
@@ -56,10 +60,13 @@ class Watch {
   int run() {
     registerTables();
     if (options_.timeout) deadline_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(*options_.timeout);
-    while (!isComplete() && wait()) {
-      printChanges();
+    keepAnEyeOnServer(changeQueue());
+    for (bool goesOn = true; goesOn && !isComplete();) {
+      goesOn = wait();
+      printChanges();  // what came before the end, too
+      if (changeQueue().isClosed()) throw Failure(kGivenUp);
     }
-    return options_.count && hasTimedOut_ ? tooFew() : kDone;
+    return options_.count && hasTimedOut_ && !isComplete() ? tooFew() : kDone;
   }
 
  private:
@@ -97,7 +104,7 @@ bool Watch::wait() {
   pollfd sources[] = {{changeQueue().descriptor(), POLLIN, 0}, {signals_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
   const int ready = poll(sources, std::size(sources), pollTimeout());
   if (ready < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "poll");
-  hasTimedOut_ = ready == 0 && deadline_ && Clock::now() >= *deadline_;
+  hasTimedOut_ = deadline_ && Clock::now() >= *deadline_;  // though changes may come without a pause
   return !hasTimedOut_ && sources[1].revents == 0 && sources[2].revents == 0;
 }
 
@@ -117,7 +124,7 @@ void Watch::printChanges() {
     if (isComplete()) return;
     const std::string line = options_.isJson ? changeAsJson(change) : changeForPeople(change, tableWidth);
     std::printf("%s\n", line.c_str());
-    std::fflush(stdout);
+    finishOutput();
     ++printed_;
   }
 }
