@@ -91,6 +91,13 @@ TEST_F(ToolSql, JsonHasFractionsDatesAndTextsAsStrings) {
                     ""}));
 }
 
+// The library has one type for all of these.
+TEST_F(ToolSql, JsonHasMediumIntegersAndYearsAsStrings) {
+  admin().query("CREATE TABLE number (a MEDIUMINT, b YEAR)");
+  admin().query("INSERT INTO number VALUES (7, 2026)");
+  EXPECT_EQ(sql({"--json", "SELECT * FROM number"}), (Answer{0, "[\n  {\"a\":\"7\",\"b\":\"2026\"}\n]\n", ""}));
+}
+
 TEST_F(ToolSql, JsonHasOtherBytesAsHex) {
   EXPECT_EQ(sql({"--json", R"(SELECT UNHEX('ff00') AS a, 'ä\n' AS b)"}),
             (Answer{0, "[\n  {\"a\":{\"hex\":\"ff00\"},\"b\":\"ä\\n\"}\n]\n", ""}));
