@@ -13,6 +13,7 @@
 #include "commands/watch.h"
 #include "commands/write.h"
 #include "exit_status.h"
+#include "numbers.h"
 #include "version.h"
 
 namespace {
@@ -33,8 +34,7 @@ class HelpFormatter : public CLI::Formatter {
   }
 };
 
-// --- options that several commands have
-// -------------------------------------------------------------------------------
+// --- options that several commands have ---
 
 CLI::Option *addDatabase(CLI::App &app, std::string &database) {
   return app.add_option("-d,--database", database, "Database")->option_text("DB");
@@ -58,6 +58,12 @@ CLI::Option *addRepeated(CLI::App &app, const std::string &name, std::vector<std
   return app.add_option(name, values, help)->allow_extra_args(false);
 }
 
+CLI::Option *addNumber(CLI::App &app, const std::string &name, std::optional<unsigned long long> &number,
+                       const std::string &help) {
+  return app.add_option_function<std::string>(
+      name, [&number](const std::string &text) { number = parseNumber(text); }, help);
+}
+
 CLI::Option *addActions(CLI::App &app, const std::string &name, unsigned int &actions, const std::string &help) {
   return app.add_option_function<std::string>(
       name, [&actions](const std::string &names) { actions = parseActions(names); }, help);
@@ -68,8 +74,7 @@ CLI::Option *addFormat(CLI::App &app, Format &format, const std::string &name, F
       name, [&format, value] { format = value; }, help);
 }
 
-// --- the commands
-// -----------------------------------------------------------------------------------------------------
+// --- the commands ---
 
 Run addWatch(CLI::App &app) {
   auto options = std::make_shared<WatchOptions>();
@@ -78,12 +83,11 @@ Run addWatch(CLI::App &app) {
   addActions(app, "--action", options->actions, "Changes of interest, separated by commas (all)")
       ->option_text("ACTION");
   app.add_flag("--json", options->isJson, "Print one JSON object for each change");
-  app.add_option("--count", options->count, "End after N changes")->option_text("N")->check(CLI::PositiveNumber);
+  addNumber(app, "--count", options->count, "End after N changes")->option_text("N");
   app.add_option_function<double>(
-         "--timeout", [options](double seconds) { options->timeout = std::chrono::duration<double>(seconds); },
+         "--timeout", [options](double seconds) { options->timeout = parseTimeout(seconds); },
          "End after S seconds, with status 3 if there were less than --count changes")
-      ->option_text("S")
-      ->check(CLI::Range(0.0, 1e9));
+      ->option_text("S");
   return [options] { return watch(*options); };
 }
 
@@ -93,7 +97,7 @@ Run addNotify(CLI::App &app) {
   addTable(app, options->table, "Table that was changed");
   addActions(app, "ACTION", options->actions, "insert, update, delete, or all if the whole table may have changed")
       ->required();
-  app.add_option("ROWID", options->rowId, "Row id (none: unknown; for all: the whole table)");
+  addNumber(app, "ROWID", options->rowId, "Row id (none: unknown; for all: the whole table)");
   return [options] { return notify(*options); };
 }
 
@@ -190,8 +194,7 @@ constexpr Command kCommands[] = {
     {"doctor", "Check that everything a program needs is there", addDoctor},
 };
 
-// --- running
-// ----------------------------------------------------------------------------------------------------------
+// --- running ---
 
 bool startsWith(const char *text, const char *start) { return std::strncmp(text, start, std::strlen(start)) == 0; }
 

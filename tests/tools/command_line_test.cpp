@@ -73,6 +73,10 @@ const std::string kLongName(64, 'x');
 const std::string kLongNameError =
     "orvdb: the name of a table has 63 bytes at most: " + kLongName + "\n";  // it would never match
 
+std::string noNumber(const std::string &text) {
+  return "orvdb: '" + text + "' is no number from 0 to 18446744073709551615\n";
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Words, ToolWrongUsageOf,
     testing::Values(
@@ -91,6 +95,16 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"ActionThatWouldChangeTheTerminal",
                    {"notify", "-d", "x", "t", "\x1b[31m\xff"},
                    "orvdb: '\\x1b[31m\\xff' is no action; there are insert, update, delete and all\n"},
+        WrongUsage{"NegativeRowId", {"notify", "-d", "x", "t", "all", "-1"}, noNumber("-1")},
+        WrongUsage{"HexadecimalRowId", {"notify", "-d", "x", "t", "all", "0x10"}, noNumber("0x10")},
+        WrongUsage{"RowIdThatIsTooLarge",
+                   {"notify", "-d", "x", "t", "all", "18446744073709551616"},
+                   noNumber("18446744073709551616")},
+        WrongUsage{"NegativeCount", {"watch", "-d", "x", "t", "--count", "-2"}, noNumber("-2")},
+        WrongUsage{"CountOfNone", {"watch", "-d", "x", "t", "--count", "0"}, "orvdb: --count takes 1 at least\n"},
+        WrongUsage{"TimeoutThatIsNoNumber",
+                   {"watch", "-d", "x", "t", "--timeout", "nan"},
+                   "orvdb: a time-out is 0 to 1000000000 seconds long\n"},
         WrongUsage{"TwoFormats",
                    {"sql", "--json", "--csv", "SELECT 1"},
                    "orvdb: --json excludes --csv; see 'orvdb sql --help'\n"},

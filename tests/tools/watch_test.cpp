@@ -39,14 +39,14 @@ std::string withoutTimes(const std::string &output) {
 
 TEST_F(ToolWatch, PrintsALineForEachChangeAndSaysInWordsWhichRows) {
   RunningTool watch = startWatch({"--count", "6", "item", "long_name"});
-  notify({"item", "insert", "7"});
+  notify({"item", "insert", "010"});
   notify({"item", "update"});
   notify({"long_name", "delete", "18446744073709551614"});
   notify({"item", "all"});
   notify({"item", "update", "0"});
   notify({"item", "insert,delete", "3"});
   EXPECT_EQ(withoutTimes(watch.waitForEnd().output),
-            "TIME  item       insert  row 7\n"
+            "TIME  item       insert  row 10\n"
             "TIME  item       update  unknown or several rows\n"
             "TIME  long_name  delete  row 18446744073709551614\n"
             "TIME  item       all     the whole table may have changed\n"

@@ -82,7 +82,7 @@ class Watch {
   const std::set<std::string> tables_;
   const Descriptor signals_ = takeEndingSignals();
   std::optional<Clock::time_point> deadline_;
-  unsigned long printed_ = 0;
+  unsigned long long printed_ = 0;
   bool hasTimedOut_ = false;
 };
 
@@ -130,13 +130,14 @@ void Watch::printChanges() {
 }
 
 int Watch::tooFew() const {
-  std::fprintf(stderr, "orvdb: %lu of %lu changes came in time\n", printed_, *options_.count);
+  std::fprintf(stderr, "orvdb: %llu of %llu changes came in time\n", printed_, *options_.count);
   return kTimedOut;
 }
 
 }  // namespace
 
 int watch(const WatchOptions &options) {
+  if (options.count == 0) throw WrongUsage("--count takes 1 at least");
   checkName("database", options.database);
   for (const std::string &table : options.tables) {
     checkName("table", table);

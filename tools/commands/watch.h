@@ -11,7 +11,7 @@ struct WatchOptions {
   std::vector<std::string> tables;
   unsigned int actions = 7;
   bool isJson = false;
-  std::optional<unsigned long> count;                    // ends after so many changes
+  std::optional<unsigned long long> count;               // ends after so many changes
   std::optional<std::chrono::duration<double>> timeout;  // ends after this time
 };
 

@@ -16,8 +16,7 @@ using Json = nlohmann::ordered_json;
 
 void put(const std::string &text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
-// --- for people
-// -------------------------------------------------------------------------------------------------------
+// --- for people ---
 
 void printAsTable(Rows &rows) {
   std::vector<TextTable::Column> columns;
@@ -38,8 +37,7 @@ void printAsTable(Rows &rows) {
   put(counted(count, "row") + "\n");
 }
 
-// --- CSV
-// --------------------------------------------------------------------------------------------------------------
+// --- CSV ---
 
 // Nothing at all stands for NULL, and quotes around nothing for an empty text.
 std::string csvField(const Field &field) {
@@ -70,8 +68,7 @@ void printAsCsv(Rows &rows) {
   }
 }
 
-// --- JSON
-// -------------------------------------------------------------------------------------------------------------
+// --- JSON ---
 
 // Fails for nothing that the server sends: its digits fit one of the two types.
 template <class Number>
@@ -123,8 +120,7 @@ void printAsJson(Rows &rows) {
   put(isEmpty ? "[]\n" : "\n]\n");
 }
 
-// --- of a write
-// -------------------------------------------------------------------------------------------------------
+// --- of a write ---
 
 std::string outcomeInWords(const Outcome &outcome) {
   const std::string id = outcome.insertId == 0 ? "" : ", new id " + std::to_string(outcome.insertId);
