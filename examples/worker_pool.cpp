@@ -44,7 +44,7 @@ void work(char **arguments, const std::string &share) {
   }
 }
 
-pid_t startWorker(char **arguments, int k) {
+pid_t startWorker(char **arguments, int k, int count) {
   const pid_t pool = getpid();
   const pid_t worker = fork();
   if (worker < 0) throw std::runtime_error("cannot fork");
@@ -55,7 +55,7 @@ pid_t startWorker(char **arguments, int k) {
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGTERM);  // when the pool is killed
-    if (getppid() == pool) work(arguments, "_id % " + std::string(arguments[4]) + " = " + std::to_string(k));
+    if (getppid() == pool) work(arguments, "_id % " + std::to_string(count) + " = " + std::to_string(k));
     _exit(EXIT_SUCCESS);
   } catch (const std::exception &error) {
     std::fprintf(stderr, "worker %d: %s\n", k, error.what());
@@ -78,12 +78,12 @@ int main(int argc, char **argv) try {
   const Handle database = openDatabase(argv[1], argv[2], argv[3]);
   std::map<pid_t, int> workers;
   for (int k = 0; k < count; ++k)
-    workers[startWorker(argv, k)] = k;
+    workers[startWorker(argv, k, count)] = k;
   const timespec pause{1, 0};  // what fails at once would fail again and again
   for (int signal = 0; sigwait(&all, &signal) == 0 && signal == SIGCHLD && sigtimedwait(&ends, nullptr, &pause) < 0;) {
     for (pid_t ended = 0; (ended = waitpid(-1, nullptr, WNOHANG)) > 0;) {
       const int k = workers.extract(ended).mapped();
-      workers[startWorker(argv, k)] = k;
+      workers[startWorker(argv, k, count)] = k;
     }
   }
   for (const auto &[worker, k] : workers)
