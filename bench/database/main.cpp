@@ -31,7 +31,8 @@ using Select = std::unique_ptr<Rows> (ItemStore::*)(unsigned long long);
 
 class DatabaseBench {
  public:
-  DatabaseBench(Bench &bench, const DatabaseServer &server) : m_bench(bench), m_server(server), m_admin(server, kDb) {
+  DatabaseBench(Bench &bench, const DatabaseServer &server) : m_bench(bench), m_server(server), m_admin(server) {
+    m_admin.makeDatabase(kDb);
     makeItemTables(m_admin, kManyRows);
   }
 
@@ -116,8 +117,8 @@ class DatabaseBench {
     const auto fill = [&next, &firstFree, this](std::size_t count) {
       next = firstFree;
       firstFree += count;
-      m_admin.run("INSERT INTO work(_id,name,price) SELECT " + std::to_string(next) + "+seq,'item',seq FROM seq_0_to_" +
-                  std::to_string(count - 1));
+      m_admin.query("INSERT INTO work(_id,name,price) SELECT " + std::to_string(next) +
+                    "+seq,'item',seq FROM seq_0_to_" + std::to_string(count - 1));
     };
     m_bench.compare({"delete by id", "s", ratioAtMost(1.02), kByHand, {}}, removeWith(*m_library),
                     removeWith(*m_reference), fill);

@@ -15,9 +15,9 @@ void makeTables(AdminConnection &admin, const WideColumns &columns) {
     definitions += ", " + name + " INT";
     values += ",seq";
   }
-  admin.run("CREATE TABLE " + columns.table + " (" + definitions + ")");
-  admin.run("INSERT INTO " + columns.table + " SELECT " + values + " FROM seq_1_to_" + std::to_string(kRows));
-  admin.run("CREATE TABLE " + columns.table + "_work (" + definitions + ")");
+  admin.query("CREATE TABLE " + columns.table + " (" + definitions + ")");
+  admin.query("INSERT INTO " + columns.table + " SELECT " + values + " FROM seq_1_to_" + std::to_string(kRows));
+  admin.query("CREATE TABLE " + columns.table + "_work (" + definitions + ")");
 }
 
 Repeat inserting(WideTable &table) {

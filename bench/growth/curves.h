@@ -2,8 +2,8 @@
 #pragma once
 
 #include "frame/bench.h"
-#include "frame/database_server.h"
 #include "frame/reading_process.h"
+#include "support/database_server.h"
 
 // What the works are done with. The notification server runs, and the library is connected to it.
 struct Ground {

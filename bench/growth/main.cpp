@@ -19,7 +19,8 @@ int main(int argc, char **argv) {
     if (orv_db_retry_init() != ORV_DB_OK) throw std::runtime_error("the library does not find the notification server");
     const DatabaseServer server = databaseServer(bench.connectionFile());
     pinProcess(server.pid, Role::kDatabase);
-    Ground ground{server, kDb, AdminConnection(server, kDb), {}};
+    Ground ground{server, kDb, AdminConnection(server), {}};
+    ground.admin.makeDatabase(kDb);
     measureRows(bench, ground);
     measureColumns(bench, ground);
     measureThreads(bench, ground);

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "frame/database_server.h"
 #include "frame/record_socket.h"
+#include "support/database_server.h"
 
 class WideTable {
  public:

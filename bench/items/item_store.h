@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "frame/database_server.h"
 #include "frame/record_socket.h"
+#include "support/database_server.h"
 
 struct Item {
   char name[65] = "";

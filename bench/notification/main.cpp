@@ -103,7 +103,8 @@ class NotificationBench {
   void measureInsert() {
     const DatabaseServer server = databaseServer(m_bench.connectionFile());
     pinProcess(server.pid, Role::kDatabase);
-    AdminConnection admin(server, kStoreDb);
+    AdminConnection admin(server);
+    admin.makeDatabase(kStoreDb);
     makeItemTables(admin, 1);
     RecordSocket listening = m_server.connect();
     listening.registerFor(kStoreDb, "work");

@@ -73,7 +73,8 @@ int main(int argc, char **argv) {
   return runBench("process", argc, argv, [](Bench &bench) {
     const DatabaseServer server = databaseServer(bench.connectionFile());
     pinProcess(server.pid, Role::kDatabase);
-    AdminConnection admin(server, kDb);
+    AdminConnection admin(server);
+    admin.makeDatabase(kDb);
     makeItemTables(admin, 1000);
     const NotificationServer notificationServer;
     Surroundings surroundings(server, kDb);

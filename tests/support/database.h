@@ -12,45 +12,16 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <mysql.h>
 
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-struct DatabaseServer {
-  std::string host;
-  unsigned int port;
-  std::string user;
-  std::string password;
-  std::string socket;
-  std::string certificate;  // path of the certificate, which is its own authority
-};
+#include "support/database_server.h"
 
-// As script/mariadb has written it into the file that ORVDB_TEST_MARIADB names.
+using Row = AdminConnection::Row;
+
+// The server that the environment variable ORVDB_TEST_MARIADB leads to.
 DatabaseServer databaseServer();
-
-// A field is without a value where it is NULL.
-using Row = std::vector<std::optional<std::string>>;
-
-// A connection that has nothing to do with the library under test. All failures are thrown as std::runtime_error.
-class AdminConnection {
- public:
-  explicit AdminConnection(const DatabaseServer &server, const std::string &db = "");
-
-  // The rows of a query, and none of any other statement.
-  std::vector<Row> query(const std::string &sql);
-  // The first field of the first row.
-  std::string value(const std::string &sql);
-  MYSQL *get() const { return connection_.get(); }
-
- private:
-  struct Close {
-    void operator()(MYSQL *connection) const { mysql_close(connection); }
-  };
-  std::unique_ptr<MYSQL, Close> connection_;
-};
 
 class DatabaseTest : public ::testing::Test {
  public:
