@@ -39,10 +39,11 @@ std::string load() {
 
 }  // namespace
 
-std::string describeMachine() {
+std::vector<std::string> describeMachine() {
   utsname system{};
   uname(&system);
-  return processorName() + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " processors; Linux " +
-         system.release + ", " + system.machine + "; client library " + mysql_get_client_info() + "; " + today() +
-         "; load average of five minutes at the end: " + load();
+  return {processorName() + ", " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) + " processors",
+          std::string("Linux ") + system.release + ", " + system.machine,
+          std::string("client library ") + mysql_get_client_info(),
+          today() + ", with a load average of five minutes at the end of " + load()};
 }

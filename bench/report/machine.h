@@ -1,6 +1,7 @@
-// Where and when it was measured, as one line of text.
+// Where and when it was measured.
 #pragma once
 
 #include <string>
+#include <vector>
 
-std::string describeMachine();
+std::vector<std::string> describeMachine();

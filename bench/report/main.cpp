@@ -35,7 +35,10 @@ std::vector<Row> readRows(const fs::path &folder) {
 void writeReport(const fs::path &folder, const std::string &form, const std::vector<Row> &rows,
                  const std::vector<std::string> &plots) {
   std::ofstream report(folder / "report.md");
-  report << "Measured on " << describeMachine() << "; " << form << ".\n\n";
+  report << "Measured on:\n\n";
+  for (const std::string &fact : describeMachine())
+    report << "- " << fact << '\n';
+  report << "- " << form << "\n\n";
   writeTable(report, rows);
   report << "\nThe references:\n\n";
   writeReferences(report, rows);
