@@ -131,7 +131,18 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUsage{"ColumnTwice", {"insert", "-d", "x", "t", "a=1", "--null", "a"}, "orvdb: column a has two values\n"},
         WrongUsage{"BlobWithoutFile",
                    {"insert", "-d", "x", "t", "--blob", "a=file"},
-                   "orvdb: 'a=file' is not of the form COL=@FILE\n"}),
+                   "orvdb: 'a=file' is not of the form COL=@FILE\n"},
+        WrongUsage{"StandardInputTwice",
+                   {"insert", "-d", "x", "t", "--blob", "a=@-", "--blob", "b=@-"},
+                   "orvdb: only one column can have the bytes of standard input\n"},
+        WrongUsage{"InsertWithoutDatabase",
+                   {"insert", "-d", "", "t", "a=1"},
+                   "orvdb: the name of a database cannot be empty\n"},
+        WrongUsage{
+            "UpdateOfATableThatNobodyCanWatch", {"update", "-d", "x", kLongName, "a=1", "--all"}, kLongNameError},
+        WrongUsage{"DeletionWithoutTable",
+                   {"delete", "-d", "x", "", "--all"},
+                   "orvdb: the name of a table cannot be empty\n"}),
     [](const auto &usage) { return usage.param.name; });
 
 TEST_F(ToolCommandLine, PasswordIsRefusedAndNotRepeated) {

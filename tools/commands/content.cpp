@@ -1,6 +1,8 @@
 #include "commands/content.h"
 
 #include <set>
+#include <string_view>
+#include <utility>
 
 #include "exit_status.h"
 #include "terminal/input.h"
@@ -8,6 +10,7 @@
 namespace {
 
 constexpr std::size_t kLargestBlob = 1U << 30U;
+constexpr std::string_view kStandardInput = "@-";
 
 struct Assignment {
   std::string column;
@@ -37,6 +40,8 @@ class Builder {
     const auto [column, file] = split(assignment, "COL=@FILE");
     if (file.size() < 2 || file[0] != '@') throw WrongUsage("'" + assignment + "' is not of the form COL=@FILE");
     claim(column);
+    if (file == kStandardInput && std::exchange(hasReadStandardInput_, true))
+      throw WrongUsage("only one column can have the bytes of standard input");
     const std::string bytes = readInput(file.substr(1));
     if (bytes.size() > kLargestBlob) throw Failure(file.substr(1) + " is larger than 1 GiB: no statement can hold it");
     orv_db_content_put_blob(values_.get(), column.c_str(), bytes.data(), static_cast<unsigned int>(bytes.size()));
@@ -57,6 +62,7 @@ class Builder {
   Values values_{orv_db_get_content_values()};
   std::set<std::string> columns_;
   std::size_t textBytes_ = 0;
+  bool hasReadStandardInput_ = false;
 };
 
 }  // namespace

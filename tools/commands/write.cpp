@@ -1,5 +1,6 @@
 #include "commands/write.h"
 
+#include "changes/changes.h"
 #include "commands/content.h"
 #include "exit_status.h"
 #include "statuses.h"
@@ -10,6 +11,12 @@ constexpr std::size_t kUpdateTextLimit = 4095;  // the library ends the process 
 
 void checkStatus(int status) {
   if (status != ORV_DB_OK) throw Failure(statementProblem(static_cast<unsigned int>(status)));
+}
+
+// What is written here is to be heard of, too.
+void checkNames(const WriteOptions &options) {
+  checkName("database", options.connection.database);
+  checkName("table", options.table);
 }
 
 void checkRowsAreNamed(const WriteOptions &options) {
@@ -42,6 +49,7 @@ const char *whereOf(const WriteOptions &options) { return options.where.empty() 
 }  // namespace
 
 int insertRow(const WriteOptions &options) {
+  checkNames(options);
   const Content content = readContent(options);
   const Handle handle = connect(options.connection);
   Outcome outcome{};
@@ -52,6 +60,7 @@ int insertRow(const WriteOptions &options) {
 }
 
 int updateRows(const WriteOptions &options) {
+  checkNames(options);
   checkRowsAreNamed(options);
   const Content content = readContent(options);
   checkUpdateText(options, content.textBytes);
@@ -65,6 +74,7 @@ int updateRows(const WriteOptions &options) {
 }
 
 int deleteRows(const WriteOptions &options) {
+  checkNames(options);
   checkRowsAreNamed(options);
   const std::vector<_orv_db_param_t> params = paramsOf(options);
   const Handle handle = connect(options.connection);
