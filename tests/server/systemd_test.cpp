@@ -1,13 +1,13 @@
 // A socket that systemd hands over to the server. Its part is played by the test.
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 #include "server/listening_socket.h"
 #include "server/server_fixture.h"
+#include "support/loopback_listener.h"
 #include "support/unique_fd.h"
 
 namespace {
@@ -122,13 +122,8 @@ TEST_F(PassedSocket, OneOfPacketsIsRefused) {
 }
 
 TEST_F(PassedSocket, OneOfTheNetworkIsRefused) {
-  const UniqueFd network(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(bind(network.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
-  ASSERT_EQ(listen(network.get(), 1), 0);
-  const UniqueFd passed = inheritable(network.get());
+  const LoopbackListener network;
+  const UniqueFd passed = inheritable(network.descriptor());
   expectRefusal(startWith(passed.get()));
 }
 

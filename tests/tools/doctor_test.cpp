@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "server/other_user.h"
+#include "support/loopback_listener.h"
 #include "tools/tool_fixture.h"
 
 namespace {
@@ -56,6 +57,13 @@ TEST_F(ToolDoctor, TellsWhyTheDatabaseIsNotReachedAndLooksAtTheRest) {
   EXPECT_THAT(answer.output, HasSubstr("problem  database server: cannot connect to 127.0.0.1: "));
   EXPECT_THAT(answer.output, HasSubstr("\n         -> is it running? Look at -h, -P, -u, -d, and at the password"));
   EXPECT_THAT(answer.output, HasSubstr("ok       notification: "));
+}
+
+TEST_F(ToolDoctor, PrintsEachFindingAsSoonAsItHasIt) {
+  const LoopbackListener silentServer;
+  RunningTool tool = start({"doctor", "-P", std::to_string(silentServer.port())});
+  tool.waitForOutput(kNoFile);
+  EXPECT_THAT(tool.output(), Not(HasSubstr("database server: ")));
 }
 
 TEST_F(ToolDoctor, TellsThatThePasswordIsWrong) {

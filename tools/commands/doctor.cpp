@@ -64,12 +64,12 @@ Finding checkDatabase(const ConnectionOptions &options) {
   }
 }
 
-void printForPeople(const std::vector<Finding> &findings) {
-  for (const Finding &finding : findings) {
-    std::printf("%-8s %s: %s\n", levelName(finding.level), finding.subject.c_str(),
-                printableMessage(finding.text).c_str());
-    if (!finding.advice.empty()) std::printf("         -> %s\n", finding.advice.c_str());
-  }
+// Written out at once: the next check may take half a minute.
+void printForPeople(const Finding &finding) {
+  std::printf("%-8s %s: %s\n", levelName(finding.level), finding.subject.c_str(),
+              printableMessage(finding.text).c_str());
+  if (!finding.advice.empty()) std::printf("         -> %s\n", finding.advice.c_str());
+  std::fflush(stdout);
 }
 
 void printJson(const std::vector<Finding> &findings) {
@@ -83,6 +83,16 @@ void printJson(const std::vector<Finding> &findings) {
   std::puts(list.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
 
+using Check = Finding (*)(const DoctorOptions &options);
+
+constexpr Check kChecks[] = {
+    [](const DoctorOptions &) { return checkLibrary(); },
+    [](const DoctorOptions &) { return checkClientLibrary(); },
+    [](const DoctorOptions &) { return checkOptionsFile(); },
+    [](const DoctorOptions &options) { return checkDatabase(options.connection); },
+    [](const DoctorOptions &) { return checkRoundTrip(); },
+};
+
 }  // namespace
 
 const char *levelName(Level level) {
@@ -91,9 +101,12 @@ const char *levelName(Level level) {
 }
 
 int doctor(const DoctorOptions &options) {
-  const std::vector<Finding> findings{checkLibrary(), checkClientLibrary(), checkOptionsFile(),
-                                      checkDatabase(options.connection), checkRoundTrip()};
-  options.isJson ? printJson(findings) : printForPeople(findings);
+  std::vector<Finding> findings;
+  for (const auto check : kChecks) {
+    findings.push_back(check(options));
+    if (!options.isJson) printForPeople(findings.back());
+  }
+  if (options.isJson) printJson(findings);
   const bool isAllOk =
       std::all_of(findings.begin(), findings.end(), [](const Finding &finding) { return finding.level == Level::kOk; });
   return isAllOk ? kDone : kFailed;

@@ -1,7 +1,4 @@
 // Opening a connection.
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include <atomic>
 #include <stdexcept>
 #include <thread>
@@ -9,6 +6,7 @@
 #include "core/change_report.h"
 #include "core/connection.h"
 #include "core/last_error.h"
+#include "support/loopback_listener.h"
 #include "support/unique_fd.h"
 #include "writing_test.h"
 
@@ -43,31 +41,24 @@ class OpenConnection : public DatabaseTest {
 // Takes connections and closes them at once.
 class HangUpServer {
  public:
-  HangUpServer() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    address_.sin_family = AF_INET;
-    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address_;
-    EXPECT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr *>(&address_), sizeof address_), 0);
-    EXPECT_EQ(getsockname(listener_.get(), reinterpret_cast<sockaddr *>(&address_), &size), 0);
-    EXPECT_EQ(listen(listener_.get(), 16), 0);
+  HangUpServer() {
     thread_ = std::thread([this] {
-      while (UniqueFd(accept(listener_.get(), nullptr, nullptr)))
+      while (UniqueFd(accept(listener_.descriptor(), nullptr, nullptr)))
         ++connections_;
     });
   }
   ~HangUpServer() { stop(); }
 
-  unsigned int port() const { return ntohs(address_.sin_port); }
+  unsigned int port() const { return listener_.port(); }
   // How many there have been in all.
   int stop() {
-    shutdown(listener_.get(), SHUT_RDWR);
+    shutdown(listener_.descriptor(), SHUT_RDWR);
     if (thread_.joinable()) thread_.join();
     return connections_;
   }
 
  private:
-  UniqueFd listener_;
-  sockaddr_in address_{};
+  LoopbackListener listener_;
   std::atomic<int> connections_{0};
   std::thread thread_;
 };
