@@ -71,6 +71,7 @@ Batch read(std::istream &file, std::size_t &line) {
       throw std::runtime_error("line " + std::to_string(line + 1) + " is no reading");
     batch.push_back(reading);
   }
+  if (file.bad()) throw std::runtime_error("the file cannot be read to its end");
   return batch;
 }
 

@@ -7,7 +7,8 @@
 //  - A job is claimed by one UPDATE of the first row that is free. The database lets one worker after the other change
 //    it, so whoever comes second gets the next one. Who has got which job stands in the table alone.
 //  - A worker that was killed, or never heard that its claim was done, finds its job when it looks for its own ones.
-//    It does that job from the beginning, so a job must bear being done twice.
+//    It does that job from the beginning, so a job must bear being done twice. A call that fails ends a worker, so
+//    have it started again, by a service manager for example.
 //  - Workers do not poll: the announcement of an insert wakes them. They look by themselves now and then, for the times
 //    in which no notification server forwards anything.
 #include <cstdio>

@@ -133,4 +133,10 @@ TEST_F(BatchLoad, FileThatIsNotThereIsNamed) {
   EXPECT_EQ(loader.output(), "batch_load: cannot read /nowhere\n");
 }
 
+TEST_F(BatchLoad, FileThatEndsInAFailureToReadIsNotTakenForAWholeOne) {
+  Program loader = start(ORVDB_BATCH_LOAD, {"/proc"});  // a folder can be opened, but not read
+  EXPECT_EQ(loader.waitForExit(), 1);
+  EXPECT_EQ(loader.output(), "batch_load: the file cannot be read to its end\n");
+}
+
 }  // namespace
