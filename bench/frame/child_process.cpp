@@ -15,7 +15,7 @@
 namespace {
 
 // Not by fork(), which would start the library anew in the child.
-pid_t spawn(const std::vector<std::string> &command, int replaced, int replacement) {
+pid_t spawn(const std::vector<std::string> &command, int input, int output) {
   std::vector<char *> words;
   words.reserve(command.size() + 1);
   for (const std::string &word : command)
@@ -23,7 +23,8 @@ pid_t spawn(const std::vector<std::string> &command, int replaced, int replaceme
   words.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  if (replacement >= 0) posix_spawn_file_actions_adddup2(&actions, replacement, replaced);
+  if (input >= 0) posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+  if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
   pid_t pid = -1;
   const int failed = posix_spawnp(&pid, words[0], &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
@@ -39,8 +40,8 @@ std::vector<std::string> endingWithThisProcess(std::vector<std::string> command)
 
 }  // namespace
 
-ChildProcess::ChildProcess(std::vector<std::string> command, Role role, int input)
-    : m_pid(spawn(endingWithThisProcess(std::move(command)), STDIN_FILENO, input)) {
+ChildProcess::ChildProcess(std::vector<std::string> command, Role role, int input, int output)
+    : m_pid(spawn(endingWithThisProcess(std::move(command)), input, output)) {
   pinProcess(m_pid, role);
 }
 
@@ -57,7 +58,7 @@ std::string outputOf(const std::vector<std::string> &command) {
   if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("cannot make a pipe");
   const UniqueFd readEnd(ends[0]);
   UniqueFd writeEnd(ends[1]);
-  const pid_t pid = spawn(endingWithThisProcess(command), STDOUT_FILENO, writeEnd.get());
+  const pid_t pid = spawn(endingWithThisProcess(command), -1, writeEnd.get());
   writeEnd.reset();
   std::string output;
   std::array<char, 4096> piece;

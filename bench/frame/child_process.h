@@ -10,8 +10,8 @@
 
 class ChildProcess {
  public:
-  // `input` becomes its standard input, unless it is negative.
-  ChildProcess(std::vector<std::string> command, Role role, int input = -1);
+  // `input` and `output` become its standard input and output, unless they are negative.
+  ChildProcess(std::vector<std::string> command, Role role, int input = -1, int output = -1);
   ChildProcess(ChildProcess &&other) noexcept;
   ChildProcess &operator=(ChildProcess &&) = delete;
   ~ChildProcess();

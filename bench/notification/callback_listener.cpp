@@ -24,6 +24,6 @@ int main(int argc, char **argv) {
   for (unsigned long i = 1; i < count && isReady; ++i)
     isReady = registerFor(kTable + std::to_string(i));
   if (!isReady || !reportReady()) return 1;
-  pause();  // until a signal ends it; who waited for the end of kReports would be woken by each report of all listeners
+  pause();  // until a signal ends it
   return 0;
 }

@@ -1,5 +1,6 @@
-// What the listening programs share: their standard input is a socket to the program that measures. They report there
-// when they are ready, and then for each change how long it was on its way, which its row id tells.
+// What the listening programs share: their standard output is a socket to the program that measures. They report there
+// when they are ready, and then for each change how long it was on its way, which its row id tells. Nobody waits at a
+// socket that reports are written to: each report that is read at its other end would wake him.
 #pragma once
 
 #include <unistd.h>
@@ -10,7 +11,7 @@
 constexpr char kDb[] = "bench";
 constexpr char kTable[] = "t";
 
-constexpr int kReports = STDIN_FILENO;
+constexpr int kReports = STDOUT_FILENO;
 using Nanoseconds = std::uint64_t;
 
 // Of a clock that all processes share.

@@ -24,14 +24,15 @@ Listeners Listeners::withSockets(const ServerProgram &server, std::size_t proces
 Listeners Listeners::withoutServer() { return {{SOCKET_LISTENER}, 1}; }
 
 Listeners::Listeners(const std::vector<std::string> &command, std::size_t processes)
-    : Listeners(command, processes, SocketPair()) {}
+    : Listeners(command, processes, SocketPair(), SocketPair()) {}
 
-Listeners::Listeners(const std::vector<std::string> &command, std::size_t processes, SocketPair ends)
-    : m_reports(std::move(ends.ours)) {
+Listeners::Listeners(const std::vector<std::string> &command, std::size_t processes, SocketPair changes,
+                     SocketPair reports)
+    : m_changes(std::move(changes.ours)), m_reports(std::move(reports.ours)) {
   setsockopt(m_reports.descriptor(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
   for (std::size_t i = 0; i < processes; ++i)
-    m_processes.emplace_back(command, Role::kReader, ends.theirs.get());
-  ends.theirs.reset();
+    m_processes.emplace_back(command, Role::kReader, changes.theirs.get(), reports.theirs.get());
+  reports.theirs.reset();
   lastDelay();  // the reports that they are ready
 }
 

@@ -17,15 +17,16 @@ class Listeners {
   // By the other end of socket(), without a server.
   static Listeners withoutServer();
 
-  const RecordSocket &socket() const { return m_reports; }
+  const RecordSocket &socket() const { return m_changes; }
 
   // Of the change that was announced last: seconds until the last of them had it.
   double lastDelay() const;
 
  private:
   Listeners(const std::vector<std::string> &command, std::size_t processes);
-  Listeners(const std::vector<std::string> &command, std::size_t processes, SocketPair ends);
+  Listeners(const std::vector<std::string> &command, std::size_t processes, SocketPair changes, SocketPair reports);
 
+  RecordSocket m_changes;
   RecordSocket m_reports;
   std::vector<ChildProcess> m_processes;
 };

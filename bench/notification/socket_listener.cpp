@@ -1,7 +1,7 @@
 // socket_listener [PATH COUNT]
 //
-// Listens without the library: by COUNT connections to the server at PATH, or to the program that measures itself. A
-// change has arrived when it has by all of them.
+// Listens without the library: by COUNT connections to the server at PATH, or by its standard input, which is a socket
+// to the program that measures. A change has arrived when it has by all of them.
 #include <exception>
 #include <string>
 #include <vector>
@@ -23,7 +23,7 @@ std::vector<RecordSocket> connectAll(const std::string &path, std::size_t count)
 std::vector<RecordSocket> socketsOf(int argc, char **argv) {
   if (argc == 3) return connectAll(argv[1], std::stoul(argv[2]));
   std::vector<RecordSocket> sockets;
-  sockets.emplace_back(UniqueFd(kReports));
+  sockets.emplace_back(UniqueFd(STDIN_FILENO));
   return sockets;
 }
 
