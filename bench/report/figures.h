@@ -12,5 +12,5 @@ std::string spreadFigure(const Spread &spread, const std::string &unit);
 std::string ratioFigure(double ratio);
 // "met", "not met", or a dash where nothing is aimed at.
 std::string verdict(const Row &row);
-// "≤ 1.02", "≤ 0 library", or a dash.
+// "≤ 1.02", "≤ 0 allocations", or a dash.
 std::string aimFigure(const Row &row);
