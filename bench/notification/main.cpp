@@ -40,6 +40,8 @@ class NotificationBench {
 
   void measureAll() {
     measureOneListener();
+    for (const std::size_t count : {1U, 100U, 10'000U})
+      measureRegistrations(count);
     for (const std::size_t count : {1U, 10U, 100U})
       measureProcesses(count);
     for (const std::size_t count : {1U, 10U, 100U, 1000U})
@@ -56,6 +58,18 @@ class NotificationBench {
             byRelay, announcingBy(m_toRelay));
     compare({"the same beside a socket pair", "s", {}, "two processes with a pair of sockets, nobody between", {}},
             callback, byPair, announcingBy(byPair.socket()));
+  }
+
+  // The relay's listener has one connection, whatever the library's has registered for.
+  void measureRegistrations(std::size_t count) {
+    const Listeners callback = Listeners::withCallbacks(1, count);
+    const Listeners byRelay = Listeners::withSockets(m_relay, 1);
+    compare({"change to a callback, registrations: " + std::to_string(count),
+             "s",
+             {},
+             "a bare relay between two sockets",
+             {"notification by registrations", "registrations of the listening process", static_cast<double>(count)}},
+            callback, byRelay, announcingBy(m_toRelay));
   }
 
   void measureProcesses(std::size_t count) {
