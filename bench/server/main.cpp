@@ -1,170 +1,133 @@
-// Prints what the notification server costs beside the two relays, all measured in turn in one run.
-//
-//   server_bench [ROUNDS]      medians over so many rounds, 5 if nothing is given
-#include <sys/resource.h>
+// What the notification server costs: beside two relays, and beside itself with less to do.
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <map>
+#include <fstream>
+#include <stdexcept>
 
-#include "clients.h"
-#include "measurements.h"
+#include "circle.h"
+#include "frame/bench.h"
+#include "frame/descriptor_limit.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+std::string socketOf(const std::string &name) { return std::filesystem::temp_directory_path() / name; }
 
-constexpr std::size_t kRecord = sizeof(_ORV_DB_MESSAGE);  // as the library reads
-constexpr std::size_t kAll = Readers::kReadSize;
-constexpr Load kLoads[] = {{1, 100'000, kAll},  {10, 50'000, kAll},    {100, 10'000, kAll},
-                           {1000, 1'000, kAll}, {10, 20'000, kRecord}, {100, 2'000, kRecord}};
-constexpr int kLatencyChanges = 500;
-constexpr std::size_t kManyKeys = 100'000;
+NotificationServer startServer(const std::string &name, const std::string &option = "--resync=never") {
+  return {{option}, socketOf(name)};
+}
 
-class Folder {
+double residentBytes(const ServerProgram &server) {
+  std::ifstream file("/proc/" + std::to_string(server.pid()) + "/statm");
+  double whole = 0;
+  double resident = 0;
+  if (!(file >> whole >> resident)) throw std::runtime_error("the server has ended");
+  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+class ServerBench {
  public:
-  Folder() {
-    std::string name = fs::temp_directory_path() / "orvdb-bench.XXXXXX";
-    m_path = mkdtemp(name.data());
+  explicit ServerBench(Bench &bench)
+      : m_bench(bench),
+        m_server(startServer("server")),
+        m_each(Relay::kEach, socketOf("each")),
+        m_runs(Relay::kRuns, socketOf("runs")) {}
+
+  void measureAll() {
+    compareWithRelay(m_each, ", beside single records", "a relay that passes on each record by itself");
+    compareWithRelay(m_runs, ", beside runs of records", "a relay that passes on all that is there in one piece");
+    measureCrowd();
+    measureSleeper();
+    measureSweep();
+    measureMemory();
   }
-  ~Folder() { fs::remove_all(m_path); }
-  Folder(const Folder &) = delete;
-  Folder &operator=(const Folder &) = delete;
-  std::string path() const { return m_path; }
 
  private:
-  fs::path m_path;
+  void compareWithRelay(const ServerProgram &relay, const std::string &name, const std::string &reference) {
+    for (const std::size_t readers : {1U, 10U, 100U, 1000U})
+      comparePasses(workOf(readers) + name, reference, Circle(m_server, readers), Circle(relay, readers));
+    for (const std::size_t readers : {10U, 100U})
+      comparePasses(workOf(readers) + ", one by one" + name, reference, Circle(m_server, readers, kRecordSize),
+                    Circle(relay, readers, kRecordSize));
+    const Circle ours(m_server, 1);
+    const Circle theirs(relay, 1);
+    const auto latencyOf = [](const Circle &circle) {
+      return [&circle] {
+        const std::vector<double> all = circle.latencies(0.05);
+        return all[all.size() * 99 / 100];
+      };
+    };
+    m_bench.compareValues({"latency, 99th percentile" + name, "s", {}, reference, {}}, latencyOf(ours),
+                          latencyOf(theirs));
+  }
+
+  // What has nothing to do with a change does not make it dearer.
+  void measureCrowd() {
+    const NotificationServer crowded = startServer("crowded");
+    const auto others = bystanders(crowded, 1000, fewerInTrial(100));
+    comparePasses(workOf(10) + ", 1,000 connections with 100,000 other keys", "the server without those",
+                  Circle(crowded, 10), Circle(m_server, 10));
+  }
+
+  void measureSleeper() {
+    const NotificationServer slowed = startServer("slowed");
+    const RecordSocket asleep = sleeper(slowed);
+    comparePasses(workOf(10) + ", one more does not read", "the server without that one", Circle(slowed, 10),
+                  Circle(m_server, 10));
+  }
+
+  // A sweep of many keys is spread, so that changes go on beside it. A new connection asks for one.
+  void measureSweep() {
+    const NotificationServer sweeping = startServer("sweeping", "--resync=always");
+    const NotificationServer still = startServer("still");
+    const auto swept = bystanders(sweeping, 100, fewerInTrial(1000));
+    const auto left = bystanders(still, 100, fewerInTrial(1000));
+    const double seconds = m_bench.isTrial() ? 0.05 : 3;
+    const auto longestOf = [seconds](const ServerProgram &server) {
+      return [seconds, &server] { return Circle(server, 1).latencies(seconds).back(); };
+    };
+    m_bench.compareValues({"longest latency while 100,000 keys are swept", "s", {}, "the server without a sweep", {}},
+                          longestOf(sweeping), longestOf(still), 2);
+  }
+
+  void measureMemory() {
+    const NotificationServer server = startServer("filled");
+    const double before = residentBytes(server);
+    const auto connections = bystanders(server, 100, 1);
+    m_bench.record({"resident memory, 100 connections", "B", {}, "the server at its start", {}}, residentBytes(server),
+                   before);
+    const auto keys = bystanders(server, 1, fewerInTrial(100'000));
+    m_bench.record({"resident memory, 100,000 keys on one more", "B", {}, "the server at its start", {}},
+                   residentBytes(server), before);
+  }
+
+  void comparePasses(const std::string &work, const std::string &reference, const Circle &ours, const Circle &theirs) {
+    const auto passing = [](const Circle &circle) {
+      return [&circle](std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i)
+          circle.pass();
+      };
+    };
+    m_bench.compare({work, "s", {}, reference, {}}, passing(ours), passing(theirs));
+  }
+
+  static std::string workOf(std::size_t readers) {
+    return std::to_string(kChanges) + " changes, readers: " + std::to_string(readers);
+  }
+
+  std::size_t fewerInTrial(std::size_t keys) const { return m_bench.isTrial() ? 1 : keys; }
+
+  Bench &m_bench;
+  NotificationServer m_server;
+  Relay m_each;
+  Relay m_runs;
 };
-
-void raiseDescriptorLimit() {
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-std::vector<ServerProcess> startAll(const std::string &folder) {
-  std::vector<ServerProcess> servers;
-  for (const std::string &name : serverNames())
-    servers.emplace_back(name, folder);
-  return servers;
-}
-
-// One measurement of every server in each round, so that a busy moment of the machine meets all of them.
-template <class Measure>
-std::vector<double> inTurn(const std::vector<ServerProcess> &servers, int rounds, Measure measure) {
-  std::vector<std::vector<double>> values(servers.size());
-  for (int round = 0; round < rounds; ++round) {
-    for (std::size_t i = 0; i < servers.size(); ++i)
-      values[i].push_back(measure(servers[i]));
-  }
-  std::vector<double> medians;
-  for (const std::vector<double> &all : values)
-    medians.push_back(median(all));
-  return medians;
-}
-
-void printRow(const std::string &what, const std::vector<double> &values) {
-  std::printf("| %-34s | %12.1f | %12.1f | %12.1f | %10.2f | %10.2f |\n", what.c_str(), values[0], values[1], values[2],
-              values[0] / values[1], values[0] / values[2]);
-  std::fflush(stdout);
-}
-
-void compare(const std::string &folder, int rounds) {
-  const std::vector<ServerProcess> servers = startAll(folder);
-  std::puts(
-      "| median of rounds                   | orvdb_server |  relay, each |  relay, runs | to \"each\"  | to \"runs\"  "
-      "|");
-  std::puts(
-      "|------------------------------------|-------------:|-------------:|-------------:|-----------:|-----------:|");
-  std::map<const ServerProcess *, std::vector<double>> p99;
-  printRow("latency, median, us", inTurn(servers, rounds, [&](const ServerProcess &server) {
-             const Latency latency = measureLatency(server, kLatencyChanges);
-             p99[&server].push_back(latency.p99Us);
-             return latency.medianUs;
-           }));
-  printRow("latency, 99th percentile, us",
-           {median(p99[&servers[0]]), median(p99[&servers[1]]), median(p99[&servers[2]])});
-  for (const Load &load : kLoads) {
-    const std::string what = std::to_string(load.readers) + (load.readSize == kRecord ? " one by one" : " readers");
-    printRow(what + ", deliveries/s",
-             inTurn(servers, rounds, [&load](const ServerProcess &server) { return measureDeliveries(server, load); }));
-  }
-  std::printf("\ncollapsed changes of orvdb_server up to here: %ld\n", servers[0].reported("collapsed"));
-}
-
-void measureMemory(const std::string &folder) {
-  const ServerProcess server(serverNames()[0], folder);
-  std::printf("\nresident memory, KiB: at the start %ld", server.residentKib());
-  std::vector<Client> clients;
-  for (int i = 0; i < 100; ++i)
-    clients.emplace_back(server.socket()).registerKey("t");
-  std::printf(", with 100 connections at rest %ld", server.residentKib());
-  auto begin = Clock::now();
-  clients.front().registerKeys("one", kManyKeys);
-  std::printf(", and %zu keys on one of them %ld (%.2f s)", kManyKeys, server.residentKib(),
-              std::chrono::duration<double>(Clock::now() - begin).count());
-  begin = Clock::now();
-  for (std::size_t i = 0; i < clients.size(); ++i) {
-    clients[i].registerKeys("k" + std::to_string(i) + "_", kManyKeys / clients.size() - 2);
-  }
-  std::printf(", and as many on 100 %ld (%.2f s)\n", server.residentKib(),
-              std::chrono::duration<double>(Clock::now() - begin).count());
-}
-
-// What has nothing to do with a change is not to make it dearer.
-void measureIndependence(const std::string &folder, int rounds) {
-  const ServerProcess alone(serverNames()[0], folder + "/alone");
-  const ServerProcess crowded(serverNames()[0], folder + "/crowded");
-  std::vector<Client> others;
-  for (int i = 0; i < 1000; ++i)
-    others.emplace_back(crowded.socket()).registerKeys("k" + std::to_string(i) + "_", 100);
-  std::vector<double> with;
-  std::vector<double> without;
-  for (int round = 0; round < rounds; ++round) {
-    without.push_back(measureDeliveries(alone, {10, 50'000, kAll}));
-    with.push_back(measureDeliveries(crowded, {10, 50'000, kAll}));
-  }
-  std::printf(
-      "\n10 readers beside 1,000 connections with 100,000 other keys: %.0f deliveries/s, alone %.0f, ratio %.2f\n",
-      median(with), median(without), median(with) / median(without));
-}
-
-void measureOverloads(const std::string &folder) {
-  const ServerProcess server(serverNames()[0], folder);
-  const double rate = measureOverload(server, 10, 300'000);
-  std::printf(
-      "\n10 readers and one that does not read, writers at full speed: %.0f changes/s written; %ld collapsed, "
-      "largest queue %ld bytes, resident %ld KiB\n",
-      rate, server.reported("collapsed"), server.reported("largest_queue_bytes"), server.residentKib());
-}
-
-// A sweep of many keys is spread, so that changes go on beside it.
-void measureSweep(const std::string &folder) {
-  const ServerProcess server("orvdb_server, sweeps", folder);
-  std::vector<Client> clients;
-  for (int i = 0; i < 100; ++i)
-    clients.emplace_back(server.socket()).registerKeys("k" + std::to_string(i) + "_", 1900);
-  const Latency latency = measureLatency(server, 3000);
-  std::printf(
-      "\nsweeps of 190,000 keys on 100 connections that do not read: latency of changes meanwhile, us: median %.0f, "
-      "99th percentile %.0f, most %.0f\n",
-      latency.medianUs, latency.p99Us, latency.mostUs);
-}
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  const int rounds = argc > 1 ? std::atoi(argv[1]) : 5;
-  raiseDescriptorLimit();
-  const Folder folder;
-  for (const char *name : {"/alone", "/crowded"})
-    fs::create_directory(folder.path() + name);
-  compare(folder.path(), rounds);
-  measureMemory(folder.path());
-  measureIndependence(folder.path(), rounds);
-  measureOverloads(folder.path());
-  measureSweep(folder.path());
+  return runBench("server", argc, argv, [](Bench &bench) {
+    raiseDescriptorLimit();
+    ServerBench(bench).measureAll();
+  });
 }
