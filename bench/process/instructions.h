@@ -1,20 +1,16 @@
-// The instructions of each work, which callgrind counts in a process of its own.
+// The instructions of each work, which are counted in a process of its own.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "works.h"
 
-struct Instructions {
-  double library;
-  double reference;
-};
+// Executes a program, and gives the instructions between each pair of marks, see marks.h.
+using Counter = std::function<std::vector<double>(const std::vector<std::string> &command)>;
 
-// For one time of each work, in their order.
-std::vector<Instructions> countInstructions(const std::string &connectionFile, const std::string &db,
-                                            std::size_t workCount);
-
-// The program in that process.
-bool isCountedProgram(int argc, char **argv);
-int runCounted(char **argv);
+// Records a row for each work, from what `counter` finds in the program counted_works, which has the same list of
+// works. The command is the program's, but for the number of times.
+void countInstructions(Bench &bench, const std::vector<Work> &works, std::vector<std::string> command,
+                       std::size_t times, const Counter &counter);

@@ -21,11 +21,16 @@ struct Work {
   Repeat reference;
 };
 
-// What the works are done with. It outlives them.
-struct Surroundings {
-  Surroundings(const DatabaseServer &server, const std::string &name);
+// The database that the works are done in. Its name is one that a std::string has to ask for memory for.
+constexpr char kDbOfWorks[] = "orv_bench_process";
+void makeDatabaseOfWorks(const DatabaseServer &server);
 
-  std::string db;
+// What the works are done with: connections to that database, and whoever is announced to. The notification server has
+// to be there. It outlives the works.
+struct Surroundings {
+  explicit Surroundings(const DatabaseServer &server);
+
+  std::string db = kDbOfWorks;
   ReadingProcess listener;
   std::unique_ptr<ItemStore> library;
   std::unique_ptr<ItemStore> reference;
