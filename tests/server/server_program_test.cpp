@@ -3,6 +3,8 @@
 #include <signal.h>
 
 #include "server/server_fixture.h"
+#include "support/signal_sets.h"
+#include "support/wait.h"
 
 namespace {
 
@@ -53,6 +55,8 @@ TEST_F(ServerSignal, HangUpIsSurvived) {
   ServerClient reader = connectClient();
   reader.registerFor("d", "t", 1);
   server_.signal(SIGHUP);
+  const std::string status = "/proc/" + std::to_string(server_.pid()) + "/status";
+  ASSERT_TRUE(waitUntil([&] { return signalsIn(status, "ShdPnd:").count(SIGHUP) == 0; })) << "it was not taken";
   ServerClient writer = connectClient();
   writer.send(changeRecord("d", "t", 1, 7));
   EXPECT_EQ(reader.receive(), changeRecord("d", "t", 1, 7));

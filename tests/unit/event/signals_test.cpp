@@ -4,31 +4,20 @@
 #include <signal.h>
 #include <sys/syscall.h>
 
-#include <fstream>
 #include <future>
-#include <set>
 
 #include "event/stop_signal.h"
 #include "event_mgr_access.h"
 #include "event_support.h"
 #include "support/child_program.h"
+#include "support/signal_sets.h"
 
 namespace {
 
 using ::testing::IsEmpty;
 
-// A line such as "SigBlk:\tfffffffe3bfab827" of a thread's status.
-std::set<int> signalsIn(pid_t thread, const std::string &field) {
-  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/status");
-  std::set<int> signals;
-  for (std::string line; std::getline(file, line);) {
-    if (line.rfind(field, 0) != 0) continue;
-    const unsigned long long mask = std::stoull(line.substr(field.size()), nullptr, 16);
-    for (int signal = 1; signal <= 64; ++signal) {
-      if ((mask >> (signal - 1) & 1) != 0) signals.insert(signal);
-    }
-  }
-  return signals;
+std::set<int> signalsOfThread(pid_t thread, const std::string &field) {
+  return signalsIn("/proc/self/task/" + std::to_string(thread) + "/status", field);
 }
 
 struct sigaction actionOf(int signal) {
@@ -67,7 +56,7 @@ TEST_F(ClientSignals, OfTheMessageThreadAreAllBlockedButTheStopSignalAndThoseOfF
   // Those nobody can block: the system's, and the two that the C library keeps for itself.
   for (const int open : {SIGKILL, SIGSTOP, 32, 33})
     expected.erase(open);
-  EXPECT_EQ(signalsIn(messageThread(), "SigBlk:"), expected);
+  EXPECT_EQ(signalsOfThread(messageThread(), "SigBlk:"), expected);
 }
 
 TEST(SignalsOfTheCaller, AreBlockedAfterTheStartAsTheyWereBeforeExceptForTheStopSignal) {
@@ -77,7 +66,7 @@ TEST(SignalsOfTheCaller, AreBlockedAfterTheStartAsTheyWereBeforeExceptForTheStop
     sigaddset(&some, signal);
   ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &some, nullptr), 0);
   const ConnectedPeer peer;
-  EXPECT_EQ(signalsIn(gettid(), "SigBlk:"), (std::set<int>{SIGTERM, SIGUSR1, SIGRTMAX}));
+  EXPECT_EQ(signalsOfThread(gettid(), "SigBlk:"), (std::set<int>{SIGTERM, SIGUSR1, SIGRTMAX}));
 }
 
 TEST_F(ClientSignals, ThatAreTakenProcessWideAreTheStopSignalAndBrokenPipes) {
