@@ -1,28 +1,17 @@
 #include "resident.h"
 
-#include <unistd.h>
-
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <stdexcept>
 
 #include "frame/child_process.h"
+#include "frame/resident_memory.h"
 #include "items/item_store.h"
 
 namespace {
 
 constexpr char kOption[] = "--resident";
 constexpr int kWords = 7;
-
-double residentBytes() {
-  std::ifstream file("/proc/self/statm");
-  double whole = 0;
-  double resident = 0;
-  if (!(file >> whole >> resident)) throw std::runtime_error("cannot read /proc/self/statm");
-  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
-}
 
 }  // namespace
 
@@ -36,9 +25,9 @@ int printResident(char **argv) try {
   const auto store = side == "library" ? openWithLibrary(server, argv[5]) : openReference(server, argv[5], nullptr);
   const auto select = protocol == "text" ? &ItemStore::selectText : &ItemStore::select;
   (*store.*select)(1);  // what is made once
-  const double before = residentBytes();
+  const double before = residentBytes(getpid());
   const auto rows = (*store.*select)(std::stoull(argv[6]));
-  std::cout << static_cast<long long>(residentBytes() - before) << '\n';
+  std::cout << static_cast<long long>(residentBytes(getpid()) - before) << '\n';
   return 0;
 } catch (const std::exception &problem) {
   std::cerr << problem.what() << '\n';

@@ -10,12 +10,9 @@ using reference::execute;
 using reference::prepare;
 using reference::require;
 using reference::Statement;
+using reference::StoredResult;
 
 constexpr int kInserted = 1;
-
-struct FreeFields {
-  void operator()(MYSQL_RES *fields) const { mysql_free_result(fields); }
-};
 
 class PlainTable : public WideTable {
  public:
@@ -42,7 +39,7 @@ class PlainTable : public WideTable {
   long long sum() override {
     const Statement statement = prepare(m_connection.get(), "SELECT " + list() + " FROM " + m_columns.table);
     execute(statement.get(), nullptr);
-    const std::unique_ptr<MYSQL_RES, FreeFields> fields(mysql_stmt_result_metadata(statement.get()));
+    const StoredResult fields(mysql_stmt_result_metadata(statement.get()));
     require(fields != nullptr, m_connection.get());
     const std::size_t count = m_columns.names.size();
     std::vector<MYSQL_BIND> binds(count);

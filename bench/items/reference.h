@@ -26,6 +26,11 @@ struct CloseStatement {
 };
 using Statement = std::unique_ptr<MYSQL_STMT, CloseStatement>;
 
+struct FreeResult {
+  void operator()(MYSQL_RES *result) const { mysql_free_result(result); }
+};
+using StoredResult = std::unique_ptr<MYSQL_RES, FreeResult>;
+
 // A value to bind. The bytes stay the caller's.
 MYSQL_BIND bindOf(int &value);
 MYSQL_BIND bindOf(long long &value);

@@ -44,10 +44,6 @@ class StatementRows : public Rows {
   void rewind() override { mysql_stmt_data_seek(m_statement.get(), 0); }
 
  private:
-  struct FreeFields {
-    void operator()(MYSQL_RES *fields) const { mysql_free_result(fields); }
-  };
-
   unsigned long fetch(unsigned int column, enum_field_types type, void *buffer, unsigned long size) {
     if (m_isNull[column] != 0) return 0;
     MYSQL_BIND bind{};
@@ -56,8 +52,7 @@ class StatementRows : public Rows {
     bind.buffer = buffer;
     bind.buffer_length = size;
     bind.length = &length;
-    mysql_stmt_fetch_column(m_statement.get(), &bind, column, 0);
-    return length;
+    return mysql_stmt_fetch_column(m_statement.get(), &bind, column, 0) == 0 ? length : 0;
   }
 
   template <class Number>
@@ -66,7 +61,7 @@ class StatementRows : public Rows {
   }
 
   Statement m_statement;
-  std::unique_ptr<MYSQL_RES, FreeFields> m_fields;
+  StoredResult m_fields;
   MYSQL_BIND m_binds[kItemColumns] = {};
   unsigned long m_lengths[kItemColumns] = {};
   my_bool m_isNull[kItemColumns] = {};
@@ -75,15 +70,12 @@ class StatementRows : public Rows {
 
 class TextRows : public Rows {
  public:
-  explicit TextRows(MYSQL_RES *result) : m_result(result) {}
-  ~TextRows() override { mysql_free_result(m_result); }
-  TextRows(const TextRows &) = delete;
-  TextRows &operator=(const TextRows &) = delete;
+  explicit TextRows(StoredResult result) : m_result(std::move(result)) {}
 
   bool next(Item &item) override {
-    MYSQL_ROW row = mysql_fetch_row(m_result);
+    MYSQL_ROW row = mysql_fetch_row(m_result.get());
     if (row == nullptr) return false;
-    const unsigned long *lengths = mysql_fetch_lengths(m_result);
+    const unsigned long *lengths = mysql_fetch_lengths(m_result.get());
     const unsigned long nameLength = copy(row[0], lengths[0], item.name, sizeof item.name - 1);
     item.name[nameLength] = '\0';
     item.price = row[1] != nullptr ? static_cast<int>(std::strtol(row[1], nullptr, 10)) : 0;
@@ -93,7 +85,7 @@ class TextRows : public Rows {
     return true;
   }
 
-  void rewind() override { mysql_data_seek(m_result, 0); }
+  void rewind() override { mysql_data_seek(m_result.get(), 0); }
 
  private:
   static unsigned long copy(const char *bytes, unsigned long length, void *buffer, unsigned long size) {
@@ -103,7 +95,7 @@ class TextRows : public Rows {
     return copied;
   }
 
-  MYSQL_RES *m_result;
+  StoredResult m_result;
 };
 
 }  // namespace
@@ -112,9 +104,9 @@ std::unique_ptr<Rows> storeRows(Statement statement) { return std::make_unique<S
 
 std::unique_ptr<Rows> storeTextRows(MYSQL *connection, const std::string &sql) {
   require(mysql_real_query(connection, sql.data(), sql.size()) == 0, connection);
-  MYSQL_RES *result = mysql_store_result(connection);
+  StoredResult result(mysql_store_result(connection));
   require(result != nullptr, connection);
-  return std::make_unique<TextRows>(result);
+  return std::make_unique<TextRows>(std::move(result));
 }
 
 }  // namespace reference

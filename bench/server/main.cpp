@@ -1,13 +1,10 @@
 // What the notification server costs: beside two relays, and beside itself with less to do.
-#include <unistd.h>
-
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
 
 #include "circle.h"
 #include "frame/bench.h"
 #include "frame/descriptor_limit.h"
+#include "frame/resident_memory.h"
 
 namespace {
 
@@ -15,14 +12,6 @@ std::string socketOf(const std::string &name) { return std::filesystem::temp_dir
 
 NotificationServer startServer(const std::string &name, const std::string &option = "--resync=never") {
   return {{option}, socketOf(name)};
-}
-
-double residentBytes(const ServerProgram &server) {
-  std::ifstream file("/proc/" + std::to_string(server.pid()) + "/statm");
-  double whole = 0;
-  double resident = 0;
-  if (!(file >> whole >> resident)) throw std::runtime_error("the server has ended");
-  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
 }
 
 class ServerBench {
@@ -92,13 +81,13 @@ class ServerBench {
 
   void measureMemory() {
     const NotificationServer server = startServer("filled");
-    const double before = residentBytes(server);
+    const double before = residentBytes(server.pid());
     const auto connections = bystanders(server, 100, 1);
-    m_bench.record({"resident memory, 100 connections", "B", {}, "the server at its start", {}}, residentBytes(server),
-                   before);
+    m_bench.record({"resident memory, 100 connections", "B", {}, "the server at its start", {}},
+                   residentBytes(server.pid()), before);
     const auto keys = bystanders(server, 1, fewerInTrial(100'000));
     m_bench.record({"resident memory, 100,000 keys on one more", "B", {}, "the server at its start", {}},
-                   residentBytes(server), before);
+                   residentBytes(server.pid()), before);
   }
 
   void comparePasses(const std::string &work, const std::string &reference, const Circle &ours, const Circle &theirs) {
