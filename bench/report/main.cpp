@@ -44,7 +44,7 @@ void writeReport(const fs::path &folder, const std::string &form, const std::vec
   writeReferences(report, rows);
   report << '\n';
   for (const std::string &name : plots)
-    report << "![" << name << "](" << name << ")\n\n";
+    report << "![" << fs::path(name).stem().string() << "](" << name << ")\n\n";
   if (!(report << std::flush)) throw std::runtime_error("cannot write the report");
 }
 

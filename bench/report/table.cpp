@@ -79,7 +79,9 @@ void writeTable(std::ostream &out, const std::vector<Row> &rows) {
 void writeReferences(std::ostream &out, const std::vector<Row> &rows) {
   std::set<std::string> written;
   for (const Row &row : rows) {
-    if (!row.subject.reference.empty() && written.insert(row.group + row.subject.work).second)
-      out << "- " << row.subject.work << ": " << row.subject.reference << '\n';
+    const Subject &subject = row.subject;
+    const std::string &name = subject.place.curve.empty() ? subject.work : subject.place.curve;
+    const std::string line = "- " + name + ": " + subject.reference + '\n';
+    if (!subject.reference.empty() && written.insert(line).second) out << line;
   }
 }

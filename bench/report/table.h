@@ -7,5 +7,5 @@
 #include "frame/row.h"
 
 void writeTable(std::ostream &out, const std::vector<Row> &rows);
-// What the reference of each row does.
+// What the reference of each row does, and of each curve.
 void writeReferences(std::ostream &out, const std::vector<Row> &rows);

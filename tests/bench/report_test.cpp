@@ -68,3 +68,13 @@ TEST(Table, IsFollowedByWhatTheReferencesDo) {
   writeReferences(out, {rowOf({}, 1, 1), rowOf({}, 1, 1)});
   EXPECT_EQ(out.str(), "- insert: by hand\n");
 }
+
+TEST(Table, IsFollowedByOneLineForAllPointsOfACurve) {
+  Row first = rowOf({}, 1, 1);
+  first.subject.place = {"insert by rows", "rows", 1};
+  Row second = first;
+  second.subject.work = "insert, rows: 10";
+  std::ostringstream out;
+  writeReferences(out, {first, second});
+  EXPECT_EQ(out.str(), "- insert by rows: by hand\n");
+}
