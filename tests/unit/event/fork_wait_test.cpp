@@ -22,6 +22,7 @@ class ForkWait : public NotificationClient {
     fork_ = std::async(std::launch::async, [this] {
       const pid_t child = startChecks([] { EXPECT_EQ(notifyItems(), 0); });
       const bool waited = mayGoOn_;
+      isForked_ = true;
       EXPECT_EQ(waitFor(child), exited(0));
       return waited;
     });
@@ -30,15 +31,23 @@ class ForkWait : public NotificationClient {
   // Call it before what the fork is to wait for comes to its end.
   void letGoOn() { mayGoOn_ = true; }
   bool forkHasWaited() { return fork_.get(); }
+  // For a thread: one that ends during a fork may leave a lock of the emulator held in the child.
+  void stayUntilForked() {
+    EXPECT_TRUE(waitUntil([this] { return isForked_.load(); }));
+  }
 
  private:
   std::atomic<bool> mayGoOn_{false};
+  std::atomic<bool> isForked_{false};
   std::future<bool> fork_;
 };
 
 TEST_F(ForkWait, LastsUntilARegistrationUnderWayIsDone) {
   peer.answerRegistrations(Answer::silence);
-  std::thread registrant([] { EXPECT_EQ(registerItems(1, f), 7); });
+  std::thread registrant([this] {
+    EXPECT_EQ(registerItems(1, f), 7);
+    stayUntilForked();
+  });
   const Stopwatch stopwatch;
   peer.waitForRecords(1);
   startFork();
@@ -53,7 +62,10 @@ TEST_F(ForkWait, LastsUntilABlockedWriterCanWrite) {
   const RecordBytes change = itemsChange(1, 0);
   while (send(EventMgr::socket(), change.data(), change.size(), MSG_DONTWAIT) > 0) {
   }
-  std::thread writer([] { EXPECT_EQ(notifyItems(), 0); });
+  std::thread writer([this] {
+    EXPECT_EQ(notifyItems(), 0);
+    stayUntilForked();
+  });
   ASSERT_TRUE(waitUntil([] { return EventMgr::sockLockIsHeld(); }));
   startFork();
   letGoOn();
