@@ -5,8 +5,8 @@
 #include <iostream>
 
 #include "frame/child_process.h"
-#include "frame/resident_memory.h"
 #include "items/item_store.h"
+#include "support/resident_memory.h"
 
 namespace {
 

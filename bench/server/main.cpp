@@ -4,7 +4,7 @@
 #include "circle.h"
 #include "frame/bench.h"
 #include "frame/descriptor_limit.h"
-#include "frame/resident_memory.h"
+#include "support/resident_memory.h"
 
 namespace {
 
