@@ -113,9 +113,8 @@ Run addSql(CLI::App &app) {
       "Nobody is told of what is written this way, except by --notify.\n"
       "The table: NULL is NULL, control characters are escaped, bytes that are not UTF-8 are shown as 0x and hex.\n"
       "--csv: NULL is nothing at all, an empty text is \"\"; bytes that are not UTF-8 are 0x and hex.\n"
-      "--json: integers are numbers, with all of their digits; all else is a string, MEDIUMINT and YEAR too; bytes "
-      "that\n"
-      "are not UTF-8 are {\"hex\": \"00ff\"}; the second column of a name gets _2.");
+      "--json: integers are numbers, with all of their digits; all else is a string, MEDIUMINT and YEAR too;\n"
+      "bytes that are not UTF-8 are {\"hex\": \"00ff\"}; the second column of a name gets _2.");
   return [options] { return sql(*options); };
 }
 

@@ -13,6 +13,7 @@
 #include "database/rows.h"
 #include "exit_status.h"
 #include "statuses.h"
+#include "terminal/standard_output.h"
 #include "terminal/text.h"
 
 namespace {
@@ -69,7 +70,7 @@ void printForPeople(const Finding &finding) {
   std::printf("%-8s %s: %s\n", levelName(finding.level), finding.subject.c_str(),
               printableMessage(finding.text).c_str());
   if (!finding.advice.empty()) std::printf("         -> %s\n", finding.advice.c_str());
-  std::fflush(stdout);
+  finishOutput();
 }
 
 void printJson(const std::vector<Finding> &findings) {
